@@ -67,3 +67,11 @@ public:
 private:
     double m_e[4] = {1.0, 0.0, 0.0, 1.0};
 };
+
+// True when every element agrees within tol (see xfRealEq for doubles).
+inline bool xfRealEq(const xcMatrix<2>& a, const xcMatrix<2>& b, double tol = 1e-10) {
+    for (int r = 0; r < 2; ++r)
+        for (int c = 0; c < 2; ++c)
+            if (!xfRealEq(a(r, c), b(r, c), tol)) return false;
+    return true;
+}

@@ -63,3 +63,10 @@ private:
     xcVector<2> m_t;
     xcRadian m_a;
 };
+
+// True when translations and angles agree within tol (see xfRealEq for doubles); angles are
+// compared as given, so 0 and 2 pi differ.
+inline bool xfRealEq(const xc2Rigid& a, const xc2Rigid& b, double tol = 1e-10) {
+    return xfRealEq(a.translation(), b.translation(), tol) &&
+           xfRealEq(a.angle().toDouble(), b.angle().toDouble(), tol);
+}

@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "platform/core/math_util.h"
+
 template <int N>
 class xcVector;
 
@@ -55,3 +57,8 @@ private:
 inline constexpr xcVector<2> operator*(double s, const xcVector<2>& v) { return v * s; }
 
 using xcVec2 = xcVector<2>;
+
+// True when both coordinates agree within tol (see xfRealEq for doubles).
+inline bool xfRealEq(const xcVector<2>& a, const xcVector<2>& b, double tol = 1e-10) {
+    return xfRealEq(a.x(), b.x(), tol) && xfRealEq(a.y(), b.y(), tol);
+}

@@ -51,3 +51,10 @@ private:
     xcMatrix<2> m_m;
     xcVector<2> m_t;
 };
+
+// True when the matrices and the translations agree element by element within tol (see
+// xfRealEq for doubles). The tolerance is absolute for elements of magnitude up to 1 and
+// relative above.
+inline bool xfRealEq(const xcXform<2>& a, const xcXform<2>& b, double tol = 1e-10) {
+    return xfRealEq(a.matrix(), b.matrix(), tol) && xfRealEq(a.trans(), b.trans(), tol);
+}

@@ -51,3 +51,7 @@ public:
 private:
     xcXform<2> m_x;
 };
+
+inline bool xfRealEq(const xc2XformLinear& a, const xc2XformLinear& b, double tol = 1e-10) {
+    return xfRealEq(a.xform(), b.xform(), tol);
+}
