@@ -1,0 +1,29 @@
+#include "platform/io/image_file.h"
+
+#include <cctype>
+
+#include "platform/core/exception.h"
+#include "platform/io/file_bytes.h"
+#include "platform/io/pgm_io.h"
+#include "platform/io/png_io.h"
+
+xcPelBuffer<unsigned char> xfReadImage(const std::filesystem::path& path) {
+    const std::vector<unsigned char> bytes = xf_ReadFileBytes(path);
+    const std::wstring name = xf_IOName(path);
+    if (xfIsPngData(bytes.data(), bytes.size()))
+        return xf_DecodePng(bytes.data(), bytes.size(), L"PNG file '" + name + L"'");
+    if (xfIsPgmData(bytes.data(), bytes.size()))
+        return xf_DecodePgm(bytes.data(), bytes.size(), L"PGM file '" + name + L"'");
+    throw xcIOError(L"Cannot read image file '" + name + L"': " +
+                    (bytes.empty() ? L"the file is empty" : L"it is neither PNG nor binary PGM"));
+}
+
+void xfWriteImage(const xcPelBuffer_const<unsigned char>& image,
+                  const std::filesystem::path& path) {
+    std::string ext = path.extension().string();
+    for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (ext == ".pgm")
+        xfWritePgm(image, path);
+    else
+        xfWritePng(image, path);
+}
