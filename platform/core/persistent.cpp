@@ -42,4 +42,3 @@ xcPersistentFactory xf_FindPersistentFactory(const std::string& name) {
 }
 
 void xcPersistent::dispatchSerialize(xcArchive&) {}
-void xcPersistent::loadSimple(xcArchive& ar) { dispatchSerialize(ar); }

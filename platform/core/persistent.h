@@ -18,11 +18,30 @@ public:
     virtual ~xcPersistent() = default;
 
     // Puts a freshly made object (from a registry factory) into its default state before
-    // it is loaded. The default does nothing.
+    // it is loaded through a persistent pointer. The default does nothing.
     virtual void reInit() {}
 
-    // Loads the object from an archive at the current position (no pointer tag).
+    // Loads the object from an archive at the current position (no pointer tag): the
+    // archive's loading of a value and of a pointer's body both come here. The default
+    // exchanges the object's levels (xcArchive::serializeObject). Errors: those of the
+    // archive and of dispatchSerialize; the object is then left partly read.
     virtual void loadSimple(xcArchive& ar);
+
+    // Visited marks of the object being exchanged on the archive currently exchanging on the
+    // calling thread (see archive.h): a class level tests haveVisited(this, sizeof(Level))
+    // first and calls setVisited(this, sizeof(Level)) when done, so that within one object's
+    // exchange each level is exchanged once. Without a current archive haveVisited is false
+    // and setVisited does nothing.
+    static bool haveVisited(const void* object, std::size_t size);
+    static void setVisited(const void* object, std::size_t size);
+    // The same on a given archive.
+    static bool haveVisited(const xcArchive& ar, const void* object, std::size_t size);
+    static void setVisited(xcArchive& ar, const void* object, std::size_t size);
+
+    // True while the calling thread is loading an archive into objects: the objects being
+    // exchanged are changed by the load and must not be validated or used as complete yet.
+    // Setters and caches can ask it; reading an archive re-runs no validation.
+    static bool mutating();
 
 protected:
     xcPersistent() = default;
