@@ -52,6 +52,67 @@ xcArchive& operator||(xcArchive& ar, xcPelRect& r) {
     return ar;
 }
 
+xcArchive& operator||(xcArchive& ar, xc2Rigid& r) {
+    ar.need(24, L"a rigid motion");
+    xcVector<2> t = r.trans();
+    xcRadian a = r.angle();
+    ar || t || a;
+    if (ar.isLoading()) r = xc2Rigid(t, a);
+    return ar;
+}
+
+xcArchive& operator||(xcArchive& ar, xcRange& r) {
+    xcArchive::Exchange ex(ar);
+    const std::size_t at = ar.position();
+    ar.need(17, L"a range");
+    auto kind = static_cast<unsigned char>(r.kind());
+    double start = r.start(), end = r.end();
+    ar || kind || start || end;
+    if (ar.isLoading()) {
+        if (kind > xcRange::eFull)
+            throw xcArchive::BadData(
+                L"range kind " + std::to_wstring(kind) + L" (0, 1 or 2 expected)", at);
+        if (kind == xcRange::eNormal && !(start <= end))
+            throw xcArchive::BadData(L"a normal range whose start is not <= its end", at);
+        r = xcRange(static_cast<xcRange::Kind>(kind), start, end);
+    }
+    ex.commit();
+    return ar;
+}
+
+xcArchive& operator||(xcArchive& ar, xcNMMatrix& m) {
+    xcArchive::Exchange ex(ar);
+    if (ar.isStoring()) {
+        if (m.rows() > 0xFFFFFFFFL || m.cols() > 0xFFFFFFFFL)
+            ar.badData(L"matrix too large for 32-bit sizes");
+        ar.put32(static_cast<std::uint32_t>(m.rows()));
+        ar.put32(static_cast<std::uint32_t>(m.cols()));
+        const double* e = m.data();
+        const std::size_t n = static_cast<std::size_t>(m.rows()) * static_cast<std::size_t>(m.cols());
+        for (std::size_t i = 0; i < n; ++i) {
+            double d = e[i];
+            ar || d;
+        }
+    } else {
+        const std::uint32_t rows = ar.get32(L"a matrix row count");
+        const std::uint32_t cols = ar.get32(L"a matrix column count");
+        ar.checkCount(static_cast<std::uint64_t>(rows) * cols, 8, L"matrix element");
+        xcNMMatrix loaded;
+        try {
+            loaded = xcNMMatrix(rows, cols);
+        } catch (const xcBadArgument&) {
+            ar.badData(L"a matrix of " + std::to_wstring(rows) + L" x " + std::to_wstring(cols) +
+                       L" elements cannot be held");
+        }
+        double* e = loaded.data();
+        const std::size_t n = static_cast<std::size_t>(rows) * cols;
+        for (std::size_t i = 0; i < n; ++i) ar || e[i];
+        m = std::move(loaded);
+    }
+    ex.commit();
+    return ar;
+}
+
 void xcRect::dispatchSerialize(xcArchive& ar) {
     if (ar.haveVisited(this, sizeof(xcRect))) return;
     unsigned char version = 0;

@@ -293,6 +293,65 @@ TEST(Archive, GeometryRoundTrips) {
     }
 }
 
+TEST(Archive, RangesRigidMotionsAndMatrices) {
+    xcRange normal(-1.5, 2.0), empty, full = xcRange::full();
+    xc2Rigid pose(xcVector<2>(3, -4), xcRadian(0.75));
+    xcNMMatrix m(2, 3);
+    for (long r = 0; r < 2; ++r)
+        for (long c = 0; c < 3; ++c) m.element(r, c, r * 10 + c + 0.5);
+    std::vector<xc2Rigid> poses = {pose, xc2Rigid()};
+    xcNMMatrix none;
+    xcArchive ar;
+    ar || normal || empty || full || pose || m || poses || none;
+    const Bytes t = tail(ar.bytes());
+    EXPECT_EQ(t[0], 0);
+    EXPECT_EQ(t[17], 1);
+    EXPECT_EQ(t[34], 2);
+    double tx = 0, angle = 0, m01 = 0;
+    std::memcpy(&tx, t.data() + 51, 8);
+    std::memcpy(&angle, t.data() + 51 + 16, 8);
+    EXPECT_EQ(tx, 3.0);
+    EXPECT_EQ(angle, 0.75);
+    const std::size_t mAt = 51 + 24;
+    EXPECT_EQ(t[mAt], 2);      // rows
+    EXPECT_EQ(t[mAt + 4], 3);  // cols
+    std::memcpy(&m01, t.data() + mAt + 8 + 8, 8);
+    EXPECT_EQ(m01, 1.5);  // row-major: (0, 1) is second
+
+    xcArchive in(ar.bytes());
+    xcRange n2, e2(0, 1), f2;
+    xc2Rigid p2;
+    xcNMMatrix m2(1, 1, 9.0), none2(4, 4);
+    std::vector<xc2Rigid> poses2;
+    in || n2 || e2 || f2 || p2 || m2 || poses2 || none2;
+    EXPECT_EQ(n2, normal);
+    EXPECT_TRUE(e2.isEmpty());
+    EXPECT_TRUE(f2.isFull());
+    EXPECT_EQ(p2, pose);
+    EXPECT_EQ(m2, m);
+    EXPECT_EQ(poses2, poses);
+    EXPECT_EQ(none2.rows(), 0);
+    EXPECT_TRUE(in.atEnd());
+
+    // A kind other than 0, 1, 2 and a reversed normal range are refused.
+    Bytes bad = ar.bytes();
+    bad[8] = 3;
+    xcArchive in2(bad);
+    EXPECT_THROW(in2 || n2, xcArchive::BadData);
+    EXPECT_EQ(in2.position(), 8u);
+    Bytes reversed = ar.bytes();
+    std::swap_ranges(reversed.begin() + 9, reversed.begin() + 17, reversed.begin() + 17);
+    xcArchive in3(reversed);
+    EXPECT_THROW(in3 || n2, xcArchive::BadData);
+    EXPECT_EQ(n2, normal);
+    // A matrix larger than the bytes left.
+    Bytes big = header();
+    for (int c : {0xFF, 0xFF, 0, 0, 0xFF, 0xFF, 0, 0}) big.push_back(static_cast<unsigned char>(c));
+    xcArchive in4(big);
+    EXPECT_THROW(in4 || m2, xcArchive::BadData);
+    EXPECT_EQ(m2, m);
+}
+
 TEST(Archive, OutOfRangeLongThrowsAndLeavesTheArchiveUsable) {
     xcArchive ar;
     long ok = 5;
