@@ -75,10 +75,10 @@ struct xcSynthBounds {
 xcSynthBounds xfSynthOutlineBounds(const xcSynthOutline& outline, const xcXform<2>& xform);
 
 // Coverage of `outline` (font units) mapped by `imageFromFont` into image coordinates, on the
-// pixels of `clip` that the shape can touch; resolved with the outline's fill rule. The
-// integer part of the translation is applied as a pixel shift after rasterising, so two
-// renderings whose transforms differ only by an integer translation give identical coverage,
-// shifted. Throws xcBadArgument when the transform is not finite or moves the shape beyond
+// pixels of `clip` that the shape can touch; resolved with the outline's fill rule. Only the
+// fractional part of the translation reaches the rasteriser (the integer part becomes a pixel
+// shift), so two transforms with the same matrix whose translations differ by whole pixels
+// (their fractional parts being equal) give identical coverage, shifted. Throws xcBadArgument when the transform is not finite or moves the shape beyond
 // 2^40 pixels.
 xcSynthCoverage xfSynthRenderOutline(const xcSynthOutline& outline,
                                      const xcXform<2>& imageFromFont, const xcPelRect& clip);
