@@ -1,0 +1,149 @@
+// How late a time-out fires in a loop that polls xcAttention::check(), and what one check()
+// costs.
+//
+// BM_TimeoutLateness/<us>: a 20 ms time-out; the loop does about <us> microseconds of
+// arithmetic between checks. Each iteration is one run; the counters give the lateness
+// (time from the deadline to the catch) in milliseconds: median, 99th percentile and maximum
+// over the runs.
+// BM_TimeoutLatenessPaceChange: the loop polls every ~0.5 us until just before the deadline,
+// then slows to ~500 us per check: the worst case of the adaptive clock reads.
+// BM_Check*: one check() per iteration, without a tag, with a far tag, with three nested tags.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <vector>
+
+#include "platform/core/attention.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Arithmetic the compiler cannot drop, `n` rounds of it.
+std::uint64_t spin(std::uint64_t n, std::uint64_t x) {
+    for (std::uint64_t i = 0; i < n; ++i) {
+        x = x * 6364136223846793005ULL + 1442695040888963407ULL;
+        benchmark::DoNotOptimize(x);
+    }
+    return x;
+}
+
+// Rounds of spin() per microsecond, measured once.
+double roundsPerMicrosecond() {
+    static const double rate = [] {
+        std::uint64_t x = 1;
+        const std::uint64_t n = 2'000'000;
+        auto t0 = Clock::now();
+        x = spin(n, x);
+        auto t1 = Clock::now();
+        benchmark::DoNotOptimize(x);
+        return n / std::chrono::duration<double, std::micro>(t1 - t0).count();
+    }();
+    return rate;
+}
+
+void reportLateness(benchmark::State& state, std::vector<double>& lateMs) {
+    std::sort(lateMs.begin(), lateMs.end());
+    auto at = [&](double q) {
+        return lateMs[std::min(lateMs.size() - 1, static_cast<std::size_t>(q * lateMs.size()))];
+    };
+    state.counters["late_median_ms"] = at(0.5);
+    state.counters["late_p99_ms"] = at(0.99);
+    state.counters["late_max_ms"] = lateMs.back();
+    state.counters["runs"] = static_cast<double>(lateMs.size());
+}
+
+void BM_TimeoutLateness(benchmark::State& state) {
+    const auto rounds = static_cast<std::uint64_t>(state.range(0) * roundsPerMicrosecond());
+    std::vector<double> lateMs;
+    std::uint64_t x = 1;
+    for (auto _ : state) {
+        const auto deadline = Clock::now() + std::chrono::milliseconds(20);
+        xcAttentionTag tag;
+        tag.attachTimeout(0.020);
+        try {
+            for (;;) {
+                xcAttention::check();
+                x = spin(rounds, x);
+            }
+        } catch (const xcTimeout::Expired&) {
+            lateMs.push_back(std::chrono::duration<double, std::milli>(Clock::now() - deadline)
+                                 .count());
+        }
+    }
+    benchmark::DoNotOptimize(x);
+    reportLateness(state, lateMs);
+}
+BENCHMARK(BM_TimeoutLateness)
+    ->Arg(200)
+    ->Arg(20)
+    ->Arg(1)
+    ->Iterations(200)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+void BM_TimeoutLatenessPaceChange(benchmark::State& state) {
+    const auto fast = static_cast<std::uint64_t>(0.5 * roundsPerMicrosecond());
+    const auto slow = static_cast<std::uint64_t>(500 * roundsPerMicrosecond());
+    std::vector<double> lateMs;
+    std::uint64_t x = 1;
+    for (auto _ : state) {
+        const auto start = Clock::now();
+        const auto deadline = start + std::chrono::milliseconds(20);
+        const auto slowFrom = start + std::chrono::microseconds(19'900);
+        xcAttentionTag tag;
+        tag.attachTimeout(0.020);
+        try {
+            for (;;) {
+                xcAttention::check();
+                x = spin(Clock::now() < slowFrom ? fast : slow, x);
+            }
+        } catch (const xcTimeout::Expired&) {
+            lateMs.push_back(std::chrono::duration<double, std::milli>(Clock::now() - deadline)
+                                 .count());
+        }
+    }
+    benchmark::DoNotOptimize(x);
+    reportLateness(state, lateMs);
+}
+BENCHMARK(BM_TimeoutLatenessPaceChange)
+    ->Iterations(100)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+
+void BM_CheckWithoutTag(benchmark::State& state) {
+    for (auto _ : state) xcAttention::check();
+}
+BENCHMARK(BM_CheckWithoutTag);
+
+void BM_CheckWithFarTimeout(benchmark::State& state) {
+    xcAttentionTag tag;
+    tag.attachTimeout(3600.0);
+    for (auto _ : state) xcAttention::check();
+}
+BENCHMARK(BM_CheckWithFarTimeout);
+
+void BM_CheckWithNestedTags(benchmark::State& state) {
+    xcAttentionTag a, b, c;
+    a.attachTimeout(3600.0);
+    b.attachTimeoutCustom(7200.0, 1);
+    c.attachTimeout(1800.0);
+    for (auto _ : state) xcAttention::check();
+}
+BENCHMARK(BM_CheckWithNestedTags);
+
+// Attaching and detaching a tag (one per character of a search, for instance).
+void BM_AttachTag(benchmark::State& state) {
+    for (auto _ : state) {
+        xcAttentionTag tag;
+        tag.attachTimeoutCustom(10.0, 0x80000064);
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(BM_AttachTag);
+
+}  // namespace
+
+BENCHMARK_MAIN();
