@@ -12,9 +12,13 @@
 // raised by every check() for as long as its tag stays attached.
 //
 // check() is cheap: one thread-local load, one relaxed atomic load and a counter decrement.
-// The clock is read only every few calls; the number of calls between reads adapts to the pace
-// of the caller so that a read happens about every 50 microseconds of work and never more than
-// 64 calls apart, which keeps a time-out's lateness to about the work done between two calls.
+// Time-outs reach a thread two ways, whichever comes first:
+//   - check() reads the steady clock every few calls; the number of calls between reads adapts
+//     to the caller's pace (a read about every 50 microseconds of work, never more than 64
+//     calls apart);
+//   - a timer thread of the library, started with the first time-out, posts an expired
+//     deadline to its thread, whose next check() then reads the clock.
+// So a time-out fires at the first check() after its deadline, give or take the scheduler.
 //
 // Every thread has its own state; nothing is shared between threads but the abort and
 // worker-error requests, which are atomic. All of this is thread-safe.
