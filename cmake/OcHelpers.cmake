@@ -65,3 +65,15 @@ function(oc_add_bench name source)
   target_link_libraries(${name} PRIVATE ${A_DEPS} benchmark::benchmark)
   oc_warnings(${name})
 endfunction()
+
+# oc_add_module_part(name DEPS dep...): the .cpp files of one folder of the module as an
+# object library; oc/CMakeLists.txt links every part into the one shared library `oc`.
+function(oc_add_module_part name)
+  cmake_parse_arguments(A "" "" "DEPS" ${ARGN})
+  file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  add_library(${name} OBJECT ${srcs})
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+  target_link_libraries(${name} PUBLIC ${A_DEPS})
+  oc_warnings(${name})
+  set_property(GLOBAL APPEND PROPERTY OC_MODULE_PARTS ${name})
+endfunction()
