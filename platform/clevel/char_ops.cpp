@@ -29,7 +29,7 @@ xstd_status markRectImage(const xoc_charMetrics& m, const Buffer& image, xcPelRe
     if (flags & (xoc_eMarkRectImage | xoc_eDetectedMarkRectImage)) {
         const xoc_rect32Fixed& f =
             (flags & xoc_eMarkRectImage) ? m.markRectImage : m.detectedMarkRectImage;
-        xoc_rectD d;
+        xoc_rectD d{};
         if (const xstd_status s = xoc_rectDInitFromRect32Fixed_(&d, &f, m.fractionBits);
             xstd_failed(s))
             return s;

@@ -47,7 +47,7 @@ static_assert(offsetof(ximg_image8Const, height) == 20);
 static_assert(offsetof(ximg_image8Const, rowUpdate) == 24);
 static_assert(offsetof(ximg_image8Const, ref) == 32);
 
-static_assert(std::is_standard_layout_v<xoc_char> && std::is_trivially_copyable_v<xoc_char>);
+static_assert(std::is_standard_layout_v<xoc_char> && std::is_trivial_v<xoc_char>);
 static_assert(sizeof(xoc_charPolarity) == 4);
 static_assert(sizeof(xoc_char) == 432);
 static_assert(offsetof(xoc_char, key) == 0);

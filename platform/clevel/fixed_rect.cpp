@@ -28,7 +28,7 @@ xstd_status xoc_rect32FixedInitFromRectD_(xoc_rect32Fixed* self, const xoc_rectD
                                           std::uint32_t fractionBits) {
     if (!self || !from) return xstd_eBadArgument;
     const int e = exponent(fractionBits);
-    xoc_rect32Fixed r;
+    xoc_rect32Fixed r{};
     if (!toFixed(from->x, e, r.x) || !toFixed(from->y, e, r.y) ||
         !toFixed(from->width, e, r.width) || !toFixed(from->height, e, r.height))
         return xoc_eFixedPointOverflow;
@@ -40,7 +40,7 @@ xstd_status xoc_rectDInitFromRect32Fixed_(xoc_rectD* self, const xoc_rect32Fixed
                                           std::uint32_t fractionBits) {
     if (!self || !from) return xstd_eBadArgument;
     const int e = -exponent(fractionBits);
-    xoc_rectD r;
+    xoc_rectD r{};
     r.x = std::ldexp(static_cast<double>(from->x), e);
     r.y = std::ldexp(static_cast<double>(from->y), e);
     r.width = std::ldexp(static_cast<double>(from->width), e);

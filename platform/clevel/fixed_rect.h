@@ -15,26 +15,26 @@
 
 // A fixed-point rectangle: upper-left (x, y) and size, each times 2^fraction bits. 16 bytes.
 struct xoc_rect32Fixed {
-    std::int32_t x = 0;
-    std::int32_t y = 0;
-    std::int32_t width = 0;
-    std::int32_t height = 0;
+    std::int32_t x;
+    std::int32_t y;
+    std::int32_t width;
+    std::int32_t height;
 };
 
 // A real rectangle: upper-left (x, y) and size. 32 bytes.
 struct xoc_rectD {
-    double x = 0.0;
-    double y = 0.0;
-    double width = 0.0;
-    double height = 0.0;
+    double x;
+    double y;
+    double width;
+    double height;
 };
 
 // An integer rectangle of pixels (image coordinates): upper-left (x, y) and size. 16 bytes.
 struct xoc_rect32 {
-    std::int32_t x = 0;
-    std::int32_t y = 0;
-    std::int32_t width = 0;
-    std::int32_t height = 0;
+    std::int32_t x;
+    std::int32_t y;
+    std::int32_t width;
+    std::int32_t height;
 };
 
 static_assert(sizeof(xoc_rect32Fixed) == 16 && sizeof(xoc_rectD) == 32 && sizeof(xoc_rect32) == 16);
