@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <new>
 
 #include "platform/core/exception.h"
 #include "platform/core/math_util.h"
+#include "platform/core/pel_ops.h"
 
 namespace {
 
@@ -59,30 +59,21 @@ xstd_status markRectImage(const xoc_charMetrics& m, const Buffer& image, xcPelRe
 // The window of `source` binarized into a new buffer covering just that window, with the
 // source's client-from-image transform.
 Buffer binarize(const Buffer& source, int threshold, bool invert) {
-    unsigned char table[256];
+    xcPelMapTable table;
     const unsigned char low = invert ? 255 : 0, high = invert ? 0 : 255;
-    for (int v = 0; v < 256; ++v) table[v] = v < threshold ? low : high;
-    const xcPelRect w = source.window();
-    xcPelBuffer<unsigned char> out(w);
+    for (int v = 0; v < 256; ++v) table[static_cast<std::size_t>(v)] = v < threshold ? low : high;
+    xcPelBuffer<unsigned char> out(source.window());
     out.clientFromImageXformBase(source.clientFromImageXformBasePtr());
-    const long width = w.width();
-    for (long y = w.y(); y < w.y() + w.height(); ++y) {
-        const unsigned char* s = source.rowPointer(y);
-        unsigned char* d = out.rowPointer(y);
-        for (long i = 0; i < width; ++i) d[i] = table[s[i]];
-    }
+    xfPelMap(source, out, table);
     return out;
 }
 
 // A copy of `image`'s pixels over `region` (inside its root), windowed to its window.
 Buffer copyRegion(const Buffer& image, const xcPelRect& region) {
-    xcPelBuffer<unsigned char> out(region);
-    out.clientFromImageXformBase(image.clientFromImageXformBasePtr());
-    const auto bytes = static_cast<std::size_t>(std::max<long>(region.width(), 0));
-    if (bytes > 0) {
-        for (long y = region.y(); y < region.y() + region.height(); ++y)
-            std::memcpy(out.rowPointer(y), image.pelPointer(region.x(), y), bytes);
-    }
+    Buffer source = image;
+    source.setEntire();
+    source.window(region);
+    xcPelBuffer<unsigned char> out = xfPelCopy(source);  // keeps the transform
     out.window(image.window());
     return out;
 }
@@ -119,12 +110,9 @@ xstd_status xoc_char_getBinarizedImageMarkRect8(const xoc_char* self, ximg_image
     }
 }
 
-xstd_status xoc_char_setNormalizedImageThresholdAndInvert8(xoc_char* self,
-                                                           const ximg_image8Const* image,
-                                                           std::int32_t hasThresholdAndInvert,
-                                                           std::int32_t threshold,
-                                                           std::int32_t invert,
-                                                           const xoc_rect32* rootCopyRect) {
+xstd_status xoc_char_setNormalizedImageThresholdAndInvert8(
+    xoc_char* self, const ximg_image8Const* image, std::int32_t hasThresholdAndInvert,
+    std::int32_t threshold, std::int32_t invert, const xoc_rect32* rootCopyRect) {
     if (!self || !image) return xstd_eBadArgument;
     if (threshold < 0 || threshold > 256) return xoc_eThresholdRange;
     ximg_image8Const fresh;
@@ -136,10 +124,10 @@ xstd_status xoc_char_setNormalizedImageThresholdAndInvert8(xoc_char* self,
         Buffer stored;
         if (source.isBound()) {
             const xcPelRect w = source.window();
-            const xcPelRect rootCopy =
-                rootCopyRect ? xcPelRect(rootCopyRect->x, rootCopyRect->y, rootCopyRect->width,
-                                         rootCopyRect->height)
-                             : xcPelRect();
+            const xcPelRect rootCopy = rootCopyRect
+                                           ? xcPelRect(rootCopyRect->x, rootCopyRect->y,
+                                                       rootCopyRect->width, rootCopyRect->height)
+                                           : xcPelRect();
             if (!rootCopy.isNull() && !rootCopy.contains(w)) return xstd_eBadArgument;
             // An empty window keeps no pixels, whatever the root copy rectangle says.
             const xcPelRect region =

@@ -49,9 +49,6 @@ xstd_status xoc_char_getBinarizedImageMarkRect8(const xoc_char* self, ximg_image
 //
 // On failure *self is unchanged. xstd_eBadArgument also for null self or image and for an
 // inconsistent image record, xstd_eOutOfMemory when pixels cannot be allocated.
-xstd_status xoc_char_setNormalizedImageThresholdAndInvert8(xoc_char* self,
-                                                           const ximg_image8Const* image,
-                                                           std::int32_t hasThresholdAndInvert,
-                                                           std::int32_t threshold,
-                                                           std::int32_t invert,
-                                                           const xoc_rect32* rootCopyRect);
+xstd_status xoc_char_setNormalizedImageThresholdAndInvert8(
+    xoc_char* self, const ximg_image8Const* image, std::int32_t hasThresholdAndInvert,
+    std::int32_t threshold, std::int32_t invert, const xoc_rect32* rootCopyRect);

@@ -92,8 +92,8 @@ xstd_status xoc_charMetrics_makeBlank(xoc_charMetrics* self) {
     self->detectedMarkRect = xoc_rectD{};
     self->markRectImage = xoc_rect32Fixed{};
     self->detectedMarkRectImage = xoc_rect32Fixed{};
-    self->specifiedRects |= xoc_eMarkRect | xoc_eMarkRectImage | xoc_eDetectedMarkRect |
-                            xoc_eDetectedMarkRectImage;
+    self->specifiedRects |=
+        xoc_eMarkRect | xoc_eMarkRectImage | xoc_eDetectedMarkRect | xoc_eDetectedMarkRectImage;
     return xstd_eSuccess;
 }
 

@@ -43,8 +43,8 @@ enum xoc_charPolarity : std::int32_t {
 
 // The six rectangles of the metrics, as single bits of the specified-rect flags.
 enum xoc_charRectType : std::uint32_t {
-    xoc_eCellRect = 1,                // client coordinates, real
-    xoc_eCellRectImage = 2,           // image coordinates, fixed point
+    xoc_eCellRect = 1,       // client coordinates, real
+    xoc_eCellRectImage = 2,  // image coordinates, fixed point
     xoc_eMarkRect = 4,
     xoc_eMarkRectImage = 8,
     xoc_eDetectedMarkRect = 16,

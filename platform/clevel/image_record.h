@@ -71,7 +71,7 @@ int ximg_imageConst_isBound(const ximg_image8Const* self);
 // xstd_eBadArgument.
 xstd_status ximg_imageConst_check(const ximg_image8Const* self);
 
-// ---- Exchange with pel buffers (C++) --------------------------------------------------------------
+// ---- Exchange with pel buffers (C++) -----------------------------------------------------
 
 // Makes the constructed record *self a view of `buffer` (sharing its pixels, window and
 // transform) and releases *self's previous reference; an unbound buffer gives an unbound

@@ -10,8 +10,6 @@ const char* xstd_statusText(xstd_status s) {
             return "Out of memory";
         case xstd_eNotRepresentable:
             return "Character code not representable";
-        case xstd_eUnboundImage:
-            return "Image is unbound";
         case xoc_eThresholdRange:
             return "Threshold must be between 0 and 256 inclusive";
         case xoc_eThresholdAndInvertNotSpecified:

@@ -29,11 +29,8 @@ constexpr xstd_status xstd_eOutOfMemory = xstd_makeStatus_(0x80000102u);
 // A character code has no encoding in the requested string form (a code above 0x10FFFF, or
 // a surrogate code point, in a wide string that is encoded as UTF-16).
 constexpr xstd_status xstd_eNotRepresentable = xstd_makeStatus_(0x80000103u);
-// The pixels of an image record cannot be reached (the record is unbound where a bound image
-// is needed).
-constexpr xstd_status xstd_eUnboundImage = xstd_makeStatus_(0x80000104u);
 
-// ---- Statuses of the character record layer ----------------------------------------------------
+// ---- Statuses of the character record layer ---------------------------------------------
 
 // A threshold outside 0 to 256 inclusive.
 constexpr xstd_status xoc_eThresholdRange = xstd_makeStatus_(0x800013ECu);

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/core/char_code.h"
+
 namespace {
 
 template <class T>
@@ -33,22 +35,14 @@ xstd_status xstd_string_cloneW(const wchar_t* source, char16_t** destination) {
     std::size_t units = 0;
     for (const wchar_t* p = source; *p != 0; ++p) {
         const auto c = static_cast<std::uint32_t>(*p);
-        if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) return xstd_eNotRepresentable;
+        if (c > 0x10FFFF) return xstd_eNotRepresentable;
         units += c > 0xFFFF ? 2 : 1;
     }
     char16_t* out = allocate<char16_t>(units);
     if (!out) return xstd_eOutOfMemory;
     std::size_t k = 0;
-    for (const wchar_t* p = source; *p != 0; ++p) {
-        const auto c = static_cast<std::uint32_t>(*p);
-        if (c > 0xFFFF) {
-            const std::uint32_t v = c - 0x10000;
-            out[k++] = static_cast<char16_t>(0xD800 + (v >> 10));
-            out[k++] = static_cast<char16_t>(0xDC00 + (v & 0x3FF));
-        } else {
-            out[k++] = static_cast<char16_t>(c);
-        }
-    }
+    for (const wchar_t* p = source; *p != 0; ++p)
+        k += static_cast<std::size_t>(xcCharCode(static_cast<std::uint32_t>(*p)).toUtf16(out + k));
     out[k] = 0;
     xstd_string_freeW(*destination);
     *destination = out;
@@ -77,25 +71,6 @@ void xstd_string_free32(std::uint32_t* s) { std::free(s); }
 std::size_t xstd_string_lengthW(const char16_t* s) { return length(s); }
 std::size_t xstd_string_length32(const std::uint32_t* s) { return length(s); }
 
-std::wstring xfWideFromUtf16(const char16_t* s) {
-    std::wstring out;
-    if (!s) return out;
-    out.reserve(length(s));
-    for (std::size_t i = 0; s[i] != 0; ++i) {
-        const std::uint32_t u = s[i];
-        if (u >= 0xD800 && u <= 0xDBFF) {
-            const std::uint32_t next = s[i + 1];  // the terminator at worst
-            if (next >= 0xDC00 && next <= 0xDFFF) {
-                out += static_cast<wchar_t>(0x10000 + ((u - 0xD800) << 10) + (next - 0xDC00));
-                ++i;
-                continue;
-            }
-            out += L'\xFFFD';
-        } else if (u >= 0xDC00 && u <= 0xDFFF) {
-            out += L'\xFFFD';
-        } else {
-            out += static_cast<wchar_t>(u);
-        }
-    }
-    return out;
+std::wstring xfFromRecordStringW(const char16_t* s) {
+    return s ? xfFromUtf16(std::u16string(s)) : std::wstring();
 }

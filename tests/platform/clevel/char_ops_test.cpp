@@ -9,7 +9,9 @@ namespace {
 
 using Buffer = xcPelBuffer_const<unsigned char>;
 
-unsigned char pel(long x, long y) { return static_cast<unsigned char>((x * 19 + y * 23 + 5) & 255); }
+unsigned char pel(long x, long y) {
+    return static_cast<unsigned char>((x * 19 + y * 23 + 5) & 255);
+}
 
 xcPelBuffer<unsigned char> pattern(const xcPelRect& extent) {
     xcPelBuffer<unsigned char> b(extent);
@@ -93,9 +95,9 @@ TEST(CharOps, MarkRectangleTypesAreTriedInOrder) {
         p.clientFromImageXform(xcXform<2>(xcMatrix<2>(2, 0, 0, 2), xcVector<2>(10, 0)));
         return p;
     }());
-    ASSERT_EQ(xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), scaled.get(), 1, 100, 0,
-                                                             nullptr),
-              xstd_eSuccess);
+    ASSERT_EQ(
+        xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), scaled.get(), 1, 100, 0, nullptr),
+        xstd_eSuccess);
     m.specifiedRects = xoc_eMarkRect | xoc_eDetectedMarkRect;
     ASSERT_EQ(binarizedMarkRect(rec, b), xstd_eSuccess);
     EXPECT_EQ(b.window(), xcPelRect(2, 1, 3, 2));
@@ -181,9 +183,9 @@ TEST(CharOps, NormalizedImageKeepsItsRootCopyRectangle) {
     xc_Image img(src);
     xc_OCCharRecord rec;
     const xoc_rect32 rootCopy{1, 0, 6, 5};
-    ASSERT_EQ(xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), img.get(), 5, 0, -3,
-                                                             &rootCopy),
-              xstd_eSuccess);
+    ASSERT_EQ(
+        xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), img.get(), 5, 0, -3, &rootCopy),
+        xstd_eSuccess);
     const xoc_char& c = rec.record();
     EXPECT_EQ(c.hasThresholdAndInvert, 1);
     EXPECT_EQ(c.threshold, 0);
@@ -200,9 +202,9 @@ TEST(CharOps, NormalizedImageKeepsItsRootCopyRectangle) {
     // Without a root copy rectangle (null or empty) only the window is kept.
     const xoc_rect32 empty{0, 0, 0, 9};
     for (const xoc_rect32* r : {static_cast<const xoc_rect32*>(nullptr), &empty}) {
-        ASSERT_EQ(xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), img.get(), 0, 256, 0,
-                                                                 r),
-                  xstd_eSuccess);
+        ASSERT_EQ(
+            xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), img.get(), 0, 256, 0, r),
+            xstd_eSuccess);
         EXPECT_EQ(xfConvertImage(c.normalizedImage).rootWindow(), xcPelRect(2, 1, 4, 3));
         EXPECT_EQ(c.hasThresholdAndInvert, 0);
         EXPECT_EQ(c.threshold, 256);
@@ -222,24 +224,23 @@ TEST(CharOps, NormalizedImageDropsTheCacheAndUndetectsOrFailsUnchanged) {
     std::vector<unsigned char> before(sizeof c);
     std::memcpy(before.data(), &c, sizeof c);
     auto unchanged = [&] { return std::memcmp(before.data(), &c, sizeof c) == 0; };
-    EXPECT_EQ(xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), img.get(), 1, 10, 0,
-                                                             &misses),
-              xstd_eBadArgument);
+    EXPECT_EQ(
+        xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), img.get(), 1, 10, 0, &misses),
+        xstd_eBadArgument);
     EXPECT_TRUE(unchanged());
-    EXPECT_EQ(xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), img.get(), 1, 257, 0,
-                                                             nullptr),
-              xoc_eThresholdRange);
-    EXPECT_EQ(xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), img.get(), 0, -1, 0,
-                                                             nullptr),
-              xoc_eThresholdRange);
-    EXPECT_EQ(xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), nullptr, 1, 1, 0,
-                                                             nullptr),
+    EXPECT_EQ(
+        xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), img.get(), 1, 257, 0, nullptr),
+        xoc_eThresholdRange);
+    EXPECT_EQ(
+        xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), img.get(), 0, -1, 0, nullptr),
+        xoc_eThresholdRange);
+    EXPECT_EQ(xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), nullptr, 1, 1, 0, nullptr),
               xstd_eBadArgument);
     EXPECT_TRUE(unchanged());
     const xc_Image unbound;
-    ASSERT_EQ(xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), unbound.get(), 1, 10, 0,
-                                                             nullptr),
-              xstd_eSuccess);
+    ASSERT_EQ(
+        xoc_char_setNormalizedImageThresholdAndInvert8(rec.get(), unbound.get(), 1, 10, 0, nullptr),
+        xstd_eSuccess);
     EXPECT_EQ(ximg_imageConst_isBound(&c.normalizedImage), 0);
     EXPECT_EQ(c.binarizedImageCached, 0);
     EXPECT_EQ(ximg_imageConst_isBound(&c.binarizedImage), 0);

@@ -61,8 +61,8 @@ TEST(CharRecord, FilledRecordHasItsBytesAtTheBindingOffsets) {
     xoc_char& c = holder.record();
     c.key = xoc_charKey{0x11223344u, -2, 77, 0x0A0B0C0D};
     c.polarity = xoc_eLightOnDark;
-    xcPelBuffer<unsigned char> img = filled(6, 5, 1), msk = filled(6, 5, 2),
-                               nrm = filled(6, 5, 3), bin = filled(6, 5, 4);
+    xcPelBuffer<unsigned char> img = filled(6, 5, 1), msk = filled(6, 5, 2), nrm = filled(6, 5, 3),
+                               bin = filled(6, 5, 4);
     ASSERT_EQ(ximg_imageConst_bind_(&c.image, img), xstd_eSuccess);
     ASSERT_EQ(ximg_imageConst_bind_(&c.mask, msk), xstd_eSuccess);
     ASSERT_EQ(ximg_imageConst_bind_(&c.normalizedImage, nrm), xstd_eSuccess);

@@ -81,7 +81,7 @@ TEST(FixedRect, OverflowAtTheSigned32BitBoundaries) {
     EXPECT_EQ(fixX(2147483647.49 * unit, 16, v), xstd_eSuccess);
     EXPECT_EQ(v, 2147483647);
     EXPECT_EQ(fixX(2147483647.5 * unit, 16, v), xoc_eFixedPointOverflow);  // rounds to 2^31
-    EXPECT_EQ(v, 7);                                                          // unchanged
+    EXPECT_EQ(v, 7);                                                       // unchanged
     EXPECT_EQ(fixX(32768.0, 16, v), xoc_eFixedPointOverflow);
     EXPECT_EQ(fixX(-32768.0, 16, v), xstd_eSuccess);
     EXPECT_EQ(v, std::numeric_limits<std::int32_t>::min());

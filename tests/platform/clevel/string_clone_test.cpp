@@ -22,9 +22,9 @@ TEST(StringClone, WideStringsBecomeUtf16WithSurrogatePairs) {
     ASSERT_EQ(xstd_string_cloneW(text.c_str(), &clone), xstd_eSuccess);
     ASSERT_NE(clone, nullptr);
     EXPECT_EQ(unitsOf(clone), (std::vector<unsigned>{'A', 0xD83D, 0xDE00, 'z', 0xD800, 0xDC00,
-                                                      0xDBFF, 0xDFFF, 0xFFFF, 0xE9}));
+                                                     0xDBFF, 0xDFFF, 0xFFFF, 0xE9}));
     EXPECT_EQ(clone[10], 0);
-    EXPECT_EQ(xfWideFromUtf16(clone), text);
+    EXPECT_EQ(xfFromRecordStringW(clone), text);
     xstd_string_freeW(clone);
 }
 
@@ -34,15 +34,12 @@ TEST(StringClone, UnencodableCodesFailAndKeepTheOldString) {
     char16_t* const before = clone;
     const wchar_t tooLarge[] = {L'a', static_cast<wchar_t>(0x110000), 0};
     EXPECT_EQ(xstd_string_cloneW(tooLarge, &clone), xstd_eNotRepresentable);
-    const wchar_t surrogate[] = {L'a', static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0xDC00),
-                                 0};
-    EXPECT_EQ(xstd_string_cloneW(surrogate, &clone), xstd_eNotRepresentable);
     EXPECT_EQ(clone, before);
-    EXPECT_EQ(xfWideFromUtf16(clone), L"old");
+    EXPECT_EQ(xfFromRecordStringW(clone), L"old");
     EXPECT_EQ(xstd_string_cloneW(L"x", nullptr), xstd_eBadArgument);
     // Replacing frees the old clone; a null source gives a null string.
     ASSERT_EQ(xstd_string_cloneW(L"new", &clone), xstd_eSuccess);
-    EXPECT_EQ(xfWideFromUtf16(clone), L"new");
+    EXPECT_EQ(xfFromRecordStringW(clone), L"new");
     ASSERT_EQ(xstd_string_cloneW(nullptr, &clone), xstd_eSuccess);
     EXPECT_EQ(clone, nullptr);
     ASSERT_EQ(xstd_string_cloneW(L"", &clone), xstd_eSuccess);
@@ -51,14 +48,17 @@ TEST(StringClone, UnencodableCodesFailAndKeepTheOldString) {
     xstd_string_freeW(clone);
 }
 
-TEST(StringClone, DecodingReplacesUnpairedSurrogates) {
-    const char16_t loneHigh[] = {0xD83D, 'a', 0};
-    EXPECT_EQ(xfWideFromUtf16(loneHigh), L"\uFFFDa");
-    const char16_t loneLow[] = {'a', 0xDE00, 0xD83D, 0xDE00, 0};
-    EXPECT_EQ(xfWideFromUtf16(loneLow), L"a\uFFFD\U0001F600");
-    const char16_t highAtEnd[] = {'b', 0xDBFF, 0};
-    EXPECT_EQ(xfWideFromUtf16(highAtEnd), L"b\uFFFD");
-    EXPECT_EQ(xfWideFromUtf16(nullptr), L"");
+TEST(StringClone, UnpairedSurrogatesSurviveDecodingAndCloningBack) {
+    const char16_t units[] = {0xD83D, 'a', 0xDE00, 0xD83D, 0xDE00, 'b', 0xDBFF, 0};
+    const std::wstring wide = xfFromRecordStringW(units);
+    const wchar_t expected[] = {0xD83D, L'a', 0xDE00, 0x1F600, L'b', 0xDBFF, 0};
+    EXPECT_EQ(wide, std::wstring(expected));
+    char16_t* clone = nullptr;
+    ASSERT_EQ(xstd_string_cloneW(wide.c_str(), &clone), xstd_eSuccess);
+    ASSERT_EQ(xstd_string_lengthW(clone), 7u);
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(clone[i], units[i]) << i;
+    xstd_string_freeW(clone);
+    EXPECT_EQ(xfFromRecordStringW(nullptr), L"");
     EXPECT_EQ(xstd_string_lengthW(nullptr), 0u);
 }
 
