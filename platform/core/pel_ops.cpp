@@ -44,28 +44,26 @@ xcPelRect minMax(const xcPelBuffer_const<Pel>& a, const xcPelBuffer_const<Pel>& 
     return r;
 }
 
+// The extreme of one row; a plain reduction, which the compiler turns into vector code.
+template <bool kMin>
+Pel rowExtreme(const Pel* p, long n, Pel best) {
+    for (long x = 0; x < n; ++x) {
+        const Pel v = p[x];
+        best = kMin ? (v < best ? v : best) : (v > best ? v : best);
+    }
+    return best;
+}
+
 template <bool kMin>
 Pel extreme(const xcPelBuffer_const<Pel>& buf) {
     const xcPelRect r = buf.window();
     if (r.isNull())
         throw xcBadArgument(kMin ? L"Smallest pixel value of an empty window"
                                  : L"Largest pixel value of an empty window");
+    constexpr Pel kLimit = kMin ? 0 : 255;
     Pel best = kMin ? 255 : 0;
-    for (long y = r.y(); y < r.y() + r.height(); ++y) {
-        const Pel* p = buf.rowPointer(y);
-        const long n = r.width();
-        // Sixteen lanes, so the compiler keeps them in one vector register.
-        Pel lane[16];
-        std::fill(lane, lane + 16, best);
-        long x = 0;
-        for (; x + 16 <= n; x += 16)
-            for (int k = 0; k < 16; ++k)
-                lane[k] = kMin ? std::min(lane[k], p[x + k]) : std::max(lane[k], p[x + k]);
-        for (; x < n; ++x) best = kMin ? std::min(best, p[x]) : std::max(best, p[x]);
-        for (int k = 0; k < 16; ++k)
-            best = kMin ? std::min(best, lane[k]) : std::max(best, lane[k]);
-        if (best == (kMin ? 0 : 255)) break;  // cannot improve
-    }
+    for (long y = r.y(); y < r.y() + r.height() && best != kLimit; ++y)
+        best = rowExtreme<kMin>(buf.rowPointer(y), r.width(), best);
     return best;
 }
 
