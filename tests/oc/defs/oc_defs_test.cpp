@@ -6,6 +6,7 @@
 #include <set>
 #include <vector>
 
+#include "oc/defs/polarity.h"
 #include "oc/defs/status_converter.h"
 #include "platform/core/archive.h"
 #include "platform/core/status.h"
@@ -138,4 +139,28 @@ TEST(OCStatusConverter, TurnsTheFiveStatusesIntoModuleErrors) {
     EXPECT_EQ(xfThrowExceptionOnFailure(5), 5);
     // A status nobody claims reaches the core library's own error.
     EXPECT_THROW(xfThrowExceptionOnFailure(0x800013EE), xcStatusError);
+}
+
+TEST(OCPolarity, ConvertsTheThreeValuesAndRejectsOthers) {
+    for (int v : {1, 2, 4}) {
+        xcOCDefs::Polarity p = xcOCDefs::ePolarityUnknown;
+        xfConvertPolarity(static_cast<xoc_charPolarity>(v), p);
+        EXPECT_EQ(static_cast<int>(p), v);
+        xoc_charPolarity c = xoc_ePolarityUnknown;
+        xfConvertPolarity(static_cast<xcOCDefs::Polarity>(v), c);
+        EXPECT_EQ(static_cast<int>(c), v);
+    }
+    for (int v : {0, 3, 5, -1}) {
+        xcOCDefs::Polarity p = xcOCDefs::eLightOnDark;
+        try {
+            xfConvertPolarity(static_cast<xoc_charPolarity>(v), p);
+            FAIL() << v;
+        } catch (const xcOCDefs::BadParams& e) {
+            EXPECT_EQ(e.message(), L"Illegal polarity");
+        }
+        EXPECT_EQ(p, xcOCDefs::eLightOnDark);  // untouched
+        xoc_charPolarity c = xoc_eDarkOnLight;
+        EXPECT_THROW(xfConvertPolarity(static_cast<xcOCDefs::Polarity>(v), c), xcOCDefs::BadParams);
+        EXPECT_EQ(c, xoc_eDarkOnLight);
+    }
 }
