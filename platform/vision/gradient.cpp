@@ -1,0 +1,163 @@
+#include "platform/vision/gradient.h"
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "platform/vision/vision_poll.h"
+
+namespace {
+
+// The source after smoothing, with 4 fractional bits, padded by one replicated pixel on
+// every side so that the Sobel loop needs no border test.
+struct Padded {
+    long w = 0, h = 0;  // size of the source window
+    long stride = 0;    // w + 2
+    std::vector<std::int16_t> pels;
+    std::int16_t* row(long y) { return pels.data() + (y + 1) * stride + 1; }  // y in -1 .. h
+};
+
+// Rows are processed in blocks of about this many pixels between attention polls.
+constexpr long kPollPixels = 1L << 16;
+
+long rowsPerPoll(long w) { return std::max(1L, kPollPixels / std::max(1L, w)); }
+
+void replicateBorder(Padded& p) {
+    for (long y = 0; y < p.h; ++y) {
+        std::int16_t* r = p.row(y);
+        r[-1] = r[0];
+        r[p.w] = r[p.w - 1];
+    }
+    std::copy_n(p.row(0) - 1, p.stride, p.row(-1) - 1);
+    std::copy_n(p.row(p.h - 1) - 1, p.stride, p.row(p.h) - 1);
+}
+
+// No smoothing: the source shifted to 4 fractional bits.
+void loadPlain(const xcPelBuffer_const<unsigned char>& image, Padded& p) {
+    const long y0 = image.window().y();
+    for (long y = 0; y < p.h; ++y) {
+        if (y % rowsPerPoll(p.w) == 0) xf_VisionPoll();
+        const unsigned char* s = image.rowPointer(y0 + y);
+        std::int16_t* d = p.row(y);
+        for (long x = 0; x < p.w; ++x) d[x] = static_cast<std::int16_t>(s[x] << 4);
+    }
+}
+
+// Separable Gaussian with integer weights summing to 256: a horizontal pass into 16-bit rows
+// with 8 fractional bits, then a vertical pass back to 4 fractional bits.
+void loadSmoothed(const xcPelBuffer_const<unsigned char>& image, const std::vector<int>& k,
+                  Padded& p) {
+    const long w = p.w, h = p.h;
+    const long r = static_cast<long>(k.size() / 2);
+    const long y0 = image.window().y();
+    std::vector<std::uint16_t> horiz(static_cast<size_t>(w * h));
+    std::vector<std::uint16_t> line(static_cast<size_t>(w + 2 * r));
+    std::vector<std::int32_t> acc(static_cast<size_t>(w));
+    const long polls = rowsPerPoll(w * static_cast<long>(k.size()));
+    for (long y = 0; y < h; ++y) {
+        if (y % polls == 0) xf_VisionPoll();
+        const unsigned char* s = image.rowPointer(y0 + y);
+        std::uint16_t* ln = line.data();
+        for (long i = 0; i < r; ++i) {
+            ln[i] = s[0];
+            ln[r + w + i] = s[w - 1];
+        }
+        for (long x = 0; x < w; ++x) ln[r + x] = s[x];
+        std::int32_t* a = acc.data();
+        std::fill(a, a + w, 0);
+        for (size_t t = 0; t < k.size(); ++t) {
+            const std::int32_t wt = k[t];
+            const std::uint16_t* src = ln + t;
+            for (long x = 0; x < w; ++x) a[x] += wt * src[x];
+        }
+        std::uint16_t* d = horiz.data() + y * w;
+        for (long x = 0; x < w; ++x) d[x] = static_cast<std::uint16_t>(a[x]);
+    }
+    for (long y = 0; y < h; ++y) {
+        if (y % polls == 0) xf_VisionPoll();
+        std::int32_t* a = acc.data();
+        std::fill(a, a + w, 0);
+        for (size_t t = 0; t < k.size(); ++t) {
+            const long sy = std::clamp(y + static_cast<long>(t) - r, 0L, h - 1);
+            const std::int32_t wt = k[t];
+            const std::uint16_t* src = horiz.data() + sy * w;
+            for (long x = 0; x < w; ++x) a[x] += wt * src[x];
+        }
+        std::int16_t* d = p.row(y);
+        for (long x = 0; x < w; ++x) d[x] = static_cast<std::int16_t>((a[x] + 2048) >> 12);
+    }
+}
+
+}  // namespace
+
+std::vector<int> xf_GaussianKernel256(double smoothing) {
+    std::vector<int> k;
+    if (smoothing <= 0) return k;
+    const long r = std::max(1L, static_cast<long>(std::ceil(3.0 * smoothing)));
+    std::vector<double> g(static_cast<size_t>(2 * r + 1));
+    double sum = 0;
+    for (long i = -r; i <= r; ++i) {
+        g[static_cast<size_t>(i + r)] = std::exp(-0.5 * (i * i) / (smoothing * smoothing));
+        sum += g[static_cast<size_t>(i + r)];
+    }
+    k.resize(g.size());
+    int total = 0;
+    for (size_t i = 0; i < g.size(); ++i) {
+        k[i] = static_cast<int>(std::lround(256.0 * g[i] / sum));
+        total += k[i];
+    }
+    k[static_cast<size_t>(r)] += 256 - total;  // exact unit gain; the rounding error is small
+    return k;
+}
+
+void xfGradient(const xcPelBuffer_const<unsigned char>& image, double smoothing,
+                xcGradientImage& out) {
+    const xcPelRect win = image.window();  // throws when unbound
+    if (!std::isfinite(smoothing) || smoothing < 0 || smoothing > kXcMaxGradientSmoothing)
+        throw xcBadArgument(L"Gradient smoothing must lie in [0, 20] pixels, not " +
+                            std::to_wstring(smoothing));
+    xcGradientImage g;
+    g.gx = xcPelBuffer<std::int16_t>(win);
+    g.gy = xcPelBuffer<std::int16_t>(win);
+    g.mag = xcPelBuffer<std::uint16_t>(win);
+    g.gx.clientFromImageXformBase(image.clientFromImageXformBasePtr());
+    g.gy.clientFromImageXformBase(image.clientFromImageXformBasePtr());
+    g.mag.clientFromImageXformBase(image.clientFromImageXformBasePtr());
+    if (win.isNull()) {
+        out = std::move(g);
+        return;
+    }
+
+    Padded p;
+    p.w = win.width();
+    p.h = win.height();
+    p.stride = p.w + 2;
+    p.pels.resize(static_cast<size_t>(p.stride * (p.h + 2)));
+    const std::vector<int> kernel = xf_GaussianKernel256(smoothing);
+    if (kernel.empty())
+        loadPlain(image, p);
+    else
+        loadSmoothed(image, kernel, p);
+    replicateBorder(p);
+
+    const long w = p.w;
+    const long polls = rowsPerPoll(w);
+    for (long y = 0; y < p.h; ++y) {
+        if (y % polls == 0) xf_VisionPoll();
+        const std::int16_t* r0 = p.row(y - 1) - 1;
+        const std::int16_t* r1 = p.row(y) - 1;
+        const std::int16_t* r2 = p.row(y + 1) - 1;
+        std::int16_t* gx = g.gx.rowPointer(win.y() + y);
+        std::int16_t* gy = g.gy.rowPointer(win.y() + y);
+        std::uint16_t* m = g.mag.rowPointer(win.y() + y);
+        for (long x = 0; x < w; ++x) {
+            const int dx = (r0[x + 2] - r0[x]) + 2 * (r1[x + 2] - r1[x]) + (r2[x + 2] - r2[x]);
+            const int dy = (r2[x] + 2 * r2[x + 1] + r2[x + 2]) - (r0[x] + 2 * r0[x + 1] + r0[x + 2]);
+            gx[x] = static_cast<std::int16_t>(dx);
+            gy[x] = static_cast<std::int16_t>(dy);
+            const float m2 = static_cast<float>(dx * dx + dy * dy);
+            m[x] = static_cast<std::uint16_t>(std::sqrt(m2) + 0.5f);
+        }
+    }
+    out = std::move(g);
+}
