@@ -102,3 +102,12 @@ xcRect xfEncloseRect(std::span<const xcVector<2>> polygon, const xcXform<2>& xfo
     }
     return xcRect(lo[0], lo[1], hi[0] - lo[0], hi[1] - lo[1]);
 }
+
+xcRect xfEncloseRect(const xcPolygon& polygon, const xcXform<2>& xform1, const xcXform<2>& xform2,
+                     double xUncertainty, double yUncertainty, xcRadian rotationUncertainty,
+                     double scaleUncertainty, double aspectUncertainty, double shearUncertainty,
+                     double margin, long count) {
+    return xfEncloseRect(std::span<const xcVector<2>>(polygon.vertices()), xform1, xform2,
+                         xUncertainty, yUncertainty, rotationUncertainty, scaleUncertainty,
+                         aspectUncertainty, shearUncertainty, margin, count);
+}

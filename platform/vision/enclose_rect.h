@@ -28,7 +28,9 @@
 #include <span>
 
 #include "platform/core/angle.h"
+#include "platform/core/polygon.h"
 #include "platform/core/rect.h"
+#include "platform/core/exception.h"
 #include "platform/core/vector.h"
 #include "platform/core/xform.h"
 
@@ -43,3 +45,9 @@ xcRect xfEncloseRect(std::span<const xcVector<2>> polygon, const xcXform<2>& xfo
                      xcRadian rotationUncertainty, double scaleUncertainty,
                      double aspectUncertainty, double shearUncertainty, double margin,
                      long count);
+
+// The same for the vertices of an xcPolygon (its fill mode plays no part).
+xcRect xfEncloseRect(const xcPolygon& polygon, const xcXform<2>& xform1, const xcXform<2>& xform2,
+                     double xUncertainty, double yUncertainty, xcRadian rotationUncertainty,
+                     double scaleUncertainty, double aspectUncertainty, double shearUncertainty,
+                     double margin, long count);

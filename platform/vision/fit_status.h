@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "platform/core/exception.h"
 #include "platform/core/vector.h"
 
 enum class xcFitStatus {
