@@ -4,7 +4,8 @@
 #include <cmath>
 #include <string>
 
-#include "platform/vision/vision_poll.h"
+#include "platform/core/attention.h"
+
 
 namespace {
 
@@ -67,10 +68,10 @@ xc_CorrelationBest correlate(const xcPelBuffer_const<unsigned char>& image,
         }
     }
     for (long py = 0; py < ny; ++py) {
-        xf_VisionPoll();
+        xcAttention::check();
         std::fill(prod.begin(), prod.end(), Acc(0));
         for (long j = 0; j < mh; ++j) {
-            if (mw * nx > (1L << 18)) xf_VisionPoll();  // a large model: poll per model row
+            if (mw * nx > (1L << 18)) xcAttention::check();  // a large model: poll per model row
             const unsigned char* r = image.rowPointer(iw.y() + py + j);
             const unsigned char* m = mv + j * mw;
             for (long i = 0; i < mw; ++i)

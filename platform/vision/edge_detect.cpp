@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "platform/core/attention.h"
 #include "platform/vision/gradient.h"
-#include "platform/vision/vision_poll.h"
 
 namespace {
 
@@ -62,7 +62,7 @@ void xfEdgeDetect(const xcPelBuffer_const<unsigned char>& image, const xcEdgelet
 
     if (params.edgeType() == xcEdgeletParams::eAllAboveThreshold) {
         for (long y = 0; y < h; ++y) {
-            if (y % pollRows == 0) xf_VisionPoll();
+            if (y % pollRows == 0) xcAttention::check();
             const std::uint16_t* m = g.mag.rowPointer(y0 + y);
             const std::int16_t* gx = g.gx.rowPointer(y0 + y);
             const std::int16_t* gy = g.gy.rowPointer(y0 + y);
@@ -78,7 +78,7 @@ void xfEdgeDetect(const xcPelBuffer_const<unsigned char>& image, const xcEdgelet
 
     const long magStride = g.mag.rowUpdate() / static_cast<long>(sizeof(std::uint16_t));
     for (long y = 1; y + 1 < h; ++y) {
-        if (y % pollRows == 0) xf_VisionPoll();
+        if (y % pollRows == 0) xcAttention::check();
         const std::uint16_t* m = g.mag.rowPointer(y0 + y);
         const std::int16_t* gxr = g.gx.rowPointer(y0 + y);
         const std::int16_t* gyr = g.gy.rowPointer(y0 + y);

@@ -4,7 +4,8 @@
 #include <cmath>
 #include <string>
 
-#include "platform/vision/vision_poll.h"
+#include "platform/core/attention.h"
+
 
 namespace {
 
@@ -36,7 +37,7 @@ void replicateBorder(Padded& p) {
 void loadPlain(const xcPelBuffer_const<unsigned char>& image, Padded& p) {
     const long y0 = image.window().y();
     for (long y = 0; y < p.h; ++y) {
-        if (y % rowsPerPoll(p.w) == 0) xf_VisionPoll();
+        if (y % rowsPerPoll(p.w) == 0) xcAttention::check();
         const unsigned char* s = image.rowPointer(y0 + y);
         std::int16_t* d = p.row(y);
         for (long x = 0; x < p.w; ++x) d[x] = static_cast<std::int16_t>(s[x] << 4);
@@ -55,7 +56,7 @@ void loadSmoothed(const xcPelBuffer_const<unsigned char>& image, const std::vect
     std::vector<std::int32_t> acc(static_cast<size_t>(w));
     const long polls = rowsPerPoll(w * static_cast<long>(k.size()));
     for (long y = 0; y < h; ++y) {
-        if (y % polls == 0) xf_VisionPoll();
+        if (y % polls == 0) xcAttention::check();
         const unsigned char* s = image.rowPointer(y0 + y);
         std::uint16_t* ln = line.data();
         for (long i = 0; i < r; ++i) {
@@ -74,7 +75,7 @@ void loadSmoothed(const xcPelBuffer_const<unsigned char>& image, const std::vect
         for (long x = 0; x < w; ++x) d[x] = static_cast<std::uint16_t>(a[x]);
     }
     for (long y = 0; y < h; ++y) {
-        if (y % polls == 0) xf_VisionPoll();
+        if (y % polls == 0) xcAttention::check();
         std::int32_t* a = acc.data();
         std::fill(a, a + w, 0);
         for (size_t t = 0; t < k.size(); ++t) {
@@ -143,7 +144,7 @@ void xfGradient(const xcPelBuffer_const<unsigned char>& image, double smoothing,
     const long w = p.w;
     const long polls = rowsPerPoll(w);
     for (long y = 0; y < p.h; ++y) {
-        if (y % polls == 0) xf_VisionPoll();
+        if (y % polls == 0) xcAttention::check();
         const std::int16_t* r0 = p.row(y - 1) - 1;
         const std::int16_t* r1 = p.row(y) - 1;
         const std::int16_t* r2 = p.row(y + 1) - 1;

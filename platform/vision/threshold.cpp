@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/vision/vision_poll.h"
+#include "platform/core/attention.h"
 
 namespace {
 
@@ -67,7 +67,7 @@ void xfThresholdWGV(const xcPelBuffer_const<unsigned char>& image, xcThresholdRe
     const long w = win.width();
     const long pollRows = std::max(1L, kPollPixels / std::max(1L, w));
     for (long y = 0; y < win.height(); ++y) {
-        if (y % pollRows == 0) xf_VisionPoll();
+        if (y % pollRows == 0) xcAttention::check();
         const unsigned char* r = image.rowPointer(win.y() + y);
         for (long x = 0; x < w; ++x) ++hist[r[x]];
     }
@@ -86,7 +86,7 @@ void xfThresholdWGV(const xcPelBuffer_const<unsigned char>& image,
     const long w = win.width();
     const long pollRows = std::max(1L, kPollPixels / std::max(1L, w));
     for (long y = 0; y < win.height(); ++y) {
-        if (y % pollRows == 0) xf_VisionPoll();
+        if (y % pollRows == 0) xcAttention::check();
         const unsigned char* r = image.rowPointer(win.y() + y);
         const unsigned char* m = mask.pelPointer(win.x(), win.y() + y);
         for (long x = 0; x < w; ++x) hist[r[x]] += m[x] >> 7;
