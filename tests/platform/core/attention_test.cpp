@@ -7,7 +7,9 @@
 #include <cmath>
 #include <limits>
 #include <thread>
+#include <vector>
 
+#include "platform/core/archive.h"
 #include "platform/core/thread.h"
 #include "platform/core/timer.h"
 
@@ -229,4 +231,38 @@ TEST(Attention, AbortOfCallingThreadAndClear) {
     tag.attachTimeout(0.0);
     EXPECT_THROW(xcAttention::check(), xcAttention::Aborted);
     EXPECT_THROW(xcAttention::check(), xcTimeout::Expired);
+}
+
+TEST(AttentionTag, TimeoutErrorsRoundTripThroughArchive) {
+    std::vector<xcException*> errors = {
+        new xcTimeout::InternalExpired(0x80000064, L"Time-out of 10 s expired (code 0x80000064)"),
+        new xcTimeout::Expired(L"Time-out of 1 s expired"),
+        new xcAttention::Aborted(L"The operation was aborted")};
+    xcArchive ar;
+    for (xcException*& e : errors) ar || e;
+    xcArchive in(ar.bytes());
+    for (xcException* e : errors) {
+        xcException* back = nullptr;
+        in || back;
+        ASSERT_NE(back, nullptr);
+        EXPECT_EQ(typeid(*back), typeid(*e));
+        EXPECT_EQ(back->message(), e->message());
+        delete e;
+        if (auto* ie = dynamic_cast<xcTimeout::InternalExpired*>(back)) {
+            EXPECT_EQ(ie->code(), 0x80000064);
+            try {
+                back->suicideAndRethrow();
+            } catch (const xcTimeout::InternalExpired& thrown) {
+                EXPECT_EQ(thrown.code(), 0x80000064);
+            }
+        } else {
+            delete back;
+        }
+    }
+    EXPECT_TRUE(in.atEnd());
+    // A negative code has no unsigned 32-bit form.
+    xcException* neg = new xcTimeout::InternalExpired(-5, L"x");
+    xcArchive bad;
+    EXPECT_THROW(bad || neg, xcArchive::BadData);
+    delete neg;
 }
