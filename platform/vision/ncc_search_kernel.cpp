@@ -36,6 +36,14 @@ inline void sumsRow(const int16_t* __restrict t, const unsigned char* __restrict
 
 }  // namespace
 
+// The exported kernels are compiled twice, for the baseline instruction set and for AVX2,
+// and the loader picks the one the processor runs.
+#if defined(__GNUC__) && defined(__x86_64__) && !defined(__clang__)
+#define XC_NCC_CLONES __attribute__((target_clones("avx2", "default")))
+#else
+#define XC_NCC_CLONES
+#endif
+
 void xf_NccPoll() {}
 
 void xc_NccPlane::resize(long w, long h) {
@@ -95,6 +103,7 @@ void xc_NccTemplate::build(const unsigned char* values, long valuePitch, const u
     }
 }
 
+XC_NCC_CLONES
 int64_t xf_NccDot(const xc_NccTemplate& t, const xc_NccPlane& p, long x, long y, long v0,
                   long v1) {
     int64_t s = 0;
@@ -104,6 +113,7 @@ int64_t xf_NccDot(const xc_NccTemplate& t, const xc_NccPlane& p, long x, long y,
     return s;
 }
 
+XC_NCC_CLONES
 xc_NccSums xf_NccSums(const xc_NccTemplate& t, const xc_NccPlane& p, long x, long y, long v0,
                       long v1) {
     xc_NccSums r;
@@ -120,6 +130,7 @@ xc_NccSums xf_NccSums(const xc_NccTemplate& t, const xc_NccPlane& p, long x, lon
     return r;
 }
 
+XC_NCC_CLONES
 xc_NccFullSums xf_NccFullSums(const xc_NccTemplate& t, const xc_NccPlane& image,
                               const xc_NccPlane& imageCare, long x, long y, long v0, long v1) {
     xc_NccFullSums r;
@@ -152,6 +163,7 @@ xc_NccFullSums xf_NccFullSums(const xc_NccTemplate& t, const xc_NccPlane& image,
     return r;
 }
 
+XC_NCC_CLONES
 void xf_NccScanRows(const xc_NccTemplate& t, const xc_NccPlane& p, const xc_NccIntegral* integral,
                     long y0, long y1, float* out, long outStride) {
     const long nx = p.width - t.width + 1;

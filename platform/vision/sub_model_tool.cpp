@@ -1,0 +1,252 @@
+#include "platform/vision/sub_model_tool.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "platform/core/exception.h"
+#include "platform/vision/ncc_search_kernel.h"
+
+// The trained tool: the model's template at full resolution and the integral images of its
+// care values and care pixels (sums over the part of the model that overlaps the image).
+struct xc_SubModelData {
+    xcFlexSubModel model;
+    xcFlexSubModelCorTrainParams params;
+    xcPelRect window;            // the model's window, model image coordinates
+    xcXform<2> clientFromImage;  // the model image's client-from-image transform
+    xc_NccTemplate t;
+    xc_NccIntegral integral;  // of the care values (0 at don't-care pixels)
+    xc_NccIntegral count;     // of the care plane (1 at care pixels): its sums count them
+};
+
+namespace {
+
+constexpr long kMaxSide = 32767;
+constexpr double kLinearTolerance = 1e-6;
+
+void copyWindow(const xcPelBuffer_const<unsigned char>& image, xc_NccPlane& p) {
+    const xcPelRect w = image.window();
+    p.resize(w.width(), w.height());
+    for (long y = 0; y < w.height(); ++y)
+        std::memcpy(p.row(y), image.rowPointer(w.y() + y), static_cast<std::size_t>(w.width()));
+}
+
+// The whole offsets o with lo <= o <= hi (reals, possibly huge), as a clamped long range.
+void offsetRange(double lo, double hi, long minAllowed, long maxAllowed, long& first,
+                 long& last) {
+    lo = std::max(lo, static_cast<double>(minAllowed));
+    hi = std::min(hi, static_cast<double>(maxAllowed));
+    first = static_cast<long>(std::ceil(lo - 1e-9));
+    last = static_cast<long>(std::floor(hi + 1e-9));
+}
+
+}  // namespace
+
+xc_SubModelTool::xc_SubModelTool() = default;
+xc_SubModelTool::~xc_SubModelTool() = default;
+xc_SubModelTool::xc_SubModelTool(const xc_SubModelTool&) = default;
+xc_SubModelTool& xc_SubModelTool::operator=(const xc_SubModelTool&) = default;
+
+const xc_SubModelData& xc_SubModelTool::data_() const {
+    if (!m_data) throw xcBadArgument(L"Sub-model tool: the tool is not trained");
+    return *m_data;
+}
+
+const xcFlexSubModel& xc_SubModelTool::model() const { return data_().model; }
+const xcFlexSubModelCorTrainParams& xc_SubModelTool::trainParams() const {
+    return data_().params;
+}
+
+void xc_SubModelTool::train(const xcFlexSubModel& model,
+                            const xcFlexSubModelCorTrainParams& params, xcDiagObject*,
+                            unsigned long) {
+    const xcPelBuffer_const<unsigned char>& image = model.image();
+    const xcPelRect win = image.window();  // throws for an empty sub-model
+    if (win.width() > kMaxSide || win.height() > kMaxSide)
+        throw xcBadArgument(L"Sub-model training: the model is larger than 32767 pixels");
+    if (!image.clientFromImageXformBase().isLinear())
+        throw xcBadArgument(L"Sub-model training: the image's client transform is not linear");
+
+    auto d = std::make_shared<xc_SubModelData>();
+    d->model = model;
+    d->params = params;
+    d->window = win;
+    d->clientFromImage = image.clientFromImageXform();
+    xc_NccPlane values, care;
+    copyWindow(image, values);
+    const xcPelBuffer_const<unsigned char>& mask = model.mask();
+    if (mask.isBound()) {
+        care.resize(win.width(), win.height());
+        for (long y = 0; y < win.height(); ++y) {
+            const unsigned char* m = mask.rowPointer(win.y() + y);
+            unsigned char* c = care.row(y);
+            for (long x = 0; x < win.width(); ++x) c[x] = m[x] >= 128 ? 1 : 0;
+        }
+    }
+    d->t.build(values.row(0), values.stride, mask.isBound() ? care.row(0) : nullptr, care.stride,
+               win.width(), win.height());
+    if (mask.isBound()) {
+        for (long y = 0; y < win.height(); ++y)
+            for (long x = 0; x < win.width(); ++x)
+                if (!care.row(y)[x]) values.row(y)[x] = 0;
+        d->count.build(care);
+    }
+    d->integral.build(values);
+    m_data = std::move(d);
+}
+
+void xc_SubModelTool::run(const xcPelBuffer_const<unsigned char>& image,
+                          const xc2XformLinear& startPose,
+                          const xcFlexSubModelCorRunParams& params,
+                          const std::vector<xcVector<2>>& points, xc_SubModelResultSet& results,
+                          xcDiagObject* diag, unsigned long flags) const {
+    run(image, xcPelBuffer_const<unsigned char>(), startPose, params, points, results, diag,
+        flags);
+}
+
+void xc_SubModelTool::run(const xcPelBuffer_const<unsigned char>& image,
+                          const xcPelBuffer_const<unsigned char>& mask,
+                          const xc2XformLinear& startPose,
+                          const xcFlexSubModelCorRunParams& params,
+                          const std::vector<xcVector<2>>& points, xc_SubModelResultSet& results,
+                          xcDiagObject*, unsigned long) const {
+    results.clear();
+    const xc_SubModelData& d = data_();
+    const xcPelRect iw = image.window();
+    if (mask.isBound() && !(mask.window() == iw))
+        throw xcBadArgument(L"Sub-model run: the mask's window differs from the image's");
+    const xcXform<2> imageClient = image.clientFromImageXform();  // throws when not linear
+    const xcXform<2> k = imageClient.inverse() * startPose.xform() * d.clientFromImage;
+    const xcMatrix<2>& km = k.matrix();
+    if (std::fabs(km(0, 0) - 1.0) > kLinearTolerance || std::fabs(km(0, 1)) > kLinearTolerance ||
+        std::fabs(km(1, 0)) > kLinearTolerance || std::fabs(km(1, 1) - 1.0) > kLinearTolerance)
+        throw xcBadArgument(
+            L"Sub-model run: the start pose must map the model's pixels onto the image's without "
+            L"rotation, scale or shear");
+
+    // Offsets o: model pixel p lies on image pixel p + o. They stay within the uncertainty
+    // about the start pose, keep the model inside the widened image window, and overlap it.
+    const xc_NccTemplate& t = d.t;
+    const xcPelRect& mw = d.window;
+    const long w = mw.width(), h = mw.height();
+    if (t.n == 0 || iw.isNull()) return;
+    const xcPelRect& pm = params.partialMatchRect();
+    const xcVector<2> d0 = k.trans();
+    const xcVector<2> half = params.xyUncertainty() * 0.5;
+    long dxMin, dxMax, dyMin, dyMax;
+    offsetRange(d0.x() - half.x(), d0.x() + half.x(),
+                std::max(iw.x() + pm.x() - mw.x(), iw.x() - mw.x() - w + 1),
+                std::min(iw.x() + iw.width() + pm.x() + pm.width() - mw.x() - w,
+                         iw.x() + iw.width() - mw.x() - 1),
+                dxMin, dxMax);
+    offsetRange(d0.y() - half.y(), d0.y() + half.y(),
+                std::max(iw.y() + pm.y() - mw.y(), iw.y() - mw.y() - h + 1),
+                std::min(iw.y() + iw.height() + pm.y() + pm.height() - mw.y() - h,
+                         iw.y() + iw.height() - mw.y() - 1),
+                dyMin, dyMax);
+    if (dxMin > dxMax || dyMin > dyMax) return;
+
+    // The image under every placement, zero outside the window and at don't-care pixels. Without
+    // an image mask the pixels both sides care for at an offset are the model's care pixels in
+    // the overlap rectangle, whose sums come from the model's integral images; with one, the
+    // image's care plane (0xFF where the image cares) takes part in every sum.
+    const long nx = dxMax - dxMin + 1, ny = dyMax - dyMin + 1;
+    const xcPelRect f(mw.x() + dxMin, mw.y() + dyMin, w + nx - 1, h + ny - 1);
+    const xcPelRect in = f.intersect(iw);
+    const bool imageMasked = mask.isBound();
+    const bool fast = !imageMasked;
+    xc_NccPlane plane, care;
+    plane.resize(f.width(), f.height());
+    if (!fast) care.resize(f.width(), f.height());
+    for (long y = in.y(); y < in.y() + in.height(); ++y) {
+        const unsigned char* src = image.pelPointer(in.x(), y);
+        unsigned char* dst = plane.row(y - f.y()) + (in.x() - f.x());
+        unsigned char* c = fast ? nullptr : care.row(y - f.y()) + (in.x() - f.x());
+        if (!imageMasked) {
+            std::memcpy(dst, src, static_cast<std::size_t>(in.width()));
+            if (c) std::memset(c, 0xFF, static_cast<std::size_t>(in.width()));
+            continue;
+        }
+        const unsigned char* m = mask.pelPointer(in.x(), y);
+        for (long x = 0; x < in.width(); ++x) {
+            const bool cared = m[x] >= 128;
+            dst[x] = cared ? src[x] : 0;
+            c[x] = cared ? 0xFF : 0;
+        }
+    }
+    xc_NccIntegral planeSums;
+    if (fast && !t.masked) planeSums.build(plane);
+
+    // Correlations and coverages of every offset; the image window in plane coordinates
+    // bounds the overlap.
+    const long ax0 = iw.x() - f.x(), ax1 = ax0 + iw.width();
+    const long ay0 = iw.y() - f.y(), ay1 = ay0 + iw.height();
+    std::vector<double> r2(static_cast<std::size_t>(nx * ny));
+    std::vector<double> coverage(r2.size());
+    for (long py = 0; py < ny; ++py) {
+        xf_NccPoll();
+        const long v0 = std::max(0L, ay0 - py), v1 = std::min(h, ay1 - py);
+        for (long px = 0; px < nx; ++px) {
+            const long u0 = std::max(0L, ax0 - px), u1 = std::min(w, ax1 - px);
+            xc_NccFullSums s;
+            if (fast) {
+                s.st = d.integral.sum(u0, v0, u1, v1);
+                s.stt = d.integral.sumSq(u0, v0, u1, v1);
+                if (t.masked) {
+                    s.n = d.count.sum(u0, v0, u1, v1);
+                    const xc_NccSums is = xf_NccSums(t, plane, px, py, v0, v1);
+                    s.si = is.si;
+                    s.sii = is.sii;
+                    s.sti = is.sti;
+                } else {
+                    s.n = (u1 - u0) * (v1 - v0);
+                    s.si = planeSums.sum(px + u0, py + v0, px + u1, py + v1);
+                    s.sii = planeSums.sumSq(px + u0, py + v0, px + u1, py + v1);
+                    s.sti = xf_NccDot(t, plane, px, py, v0, v1);
+                }
+            } else {
+                s = xf_NccFullSums(t, plane, care, px, py, v0, v1);
+            }
+            coverage[py * nx + px] = static_cast<double>(s.n) / static_cast<double>(t.n);
+            r2[py * nx + px] = xf_NccScore(s.n, s.st, s.stt, s.si, s.sii, s.sti);
+        }
+    }
+
+    // The best score; among equal scores the offset nearest the start pose.
+    long best = 0;
+    double bestScore = -1.0, bestDist = 0.0;
+    for (long i = 0; i < nx * ny; ++i) {
+        const double score = r2[i] * coverage[i];
+        const double ex = dxMin + i % nx - d0.x(), ey = dyMin + i / nx - d0.y();
+        const double dist = ex * ex + ey * ey;
+        if (score > bestScore || (score == bestScore && dist < bestDist)) {
+            best = i;
+            bestScore = score;
+            bestDist = dist;
+        }
+    }
+    if (bestScore < params.acceptThreshold()) return;
+
+    // The sub-pixel peak of the correlation about the best offset (the coverage, a ramp, would
+    // pull it towards the centre of the image).
+    const long bx = best % nx, by = best / nx;
+    double s3[3][3];
+    bool corners = true;
+    for (int j = 0; j < 3; ++j)
+        for (int i = 0; i < 3; ++i) {
+            const long x = bx + i - 1, y = by + j - 1;
+            const bool inside = x >= 0 && y >= 0 && x < nx && y < ny;
+            s3[j][i] = inside ? r2[y * nx + x] : -1.0;
+            if (!inside && i != 1 && j != 1) corners = false;
+        }
+    const xcVector<2> sub = xf_NccPeakOffset(
+        s3, bx > 0 && bx + 1 < nx, by > 0 && by + 1 < ny,
+        corners ? xc_NccPeakFit::eQuadratic : xc_NccPeakFit::eSeparable);
+    const xcVector<2> offset(dxMin + bx + sub.x(), dyMin + by + sub.y());
+    const xc2XformLinear pose(imageClient * xcXform<2>::translation(offset) *
+                              d.clientFromImage.inverse());
+    std::vector<xcVector<2>> mapped;
+    mapped.reserve(points.size());
+    for (const xcVector<2>& p : points) mapped.push_back(pose.mapPoint(p));
+    results.add(xc_SubModelResult(bestScore, coverage[best], pose, std::move(mapped)));
+}
