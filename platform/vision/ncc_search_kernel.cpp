@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/core/attention.h"
+
 namespace {
 
 // The row loops below run over whole blocks of 16 elements with a fixed inner trip count, the
@@ -44,7 +46,7 @@ inline void sumsRow(const int16_t* __restrict t, const unsigned char* __restrict
 #define XC_NCC_CLONES
 #endif
 
-void xf_NccPoll() {}
+void xf_NccPoll() { xcAttention::check(); }
 
 void xc_NccPlane::resize(long w, long h) {
     width = std::max(w, 0L);

@@ -6,6 +6,8 @@
 #include <random>
 #include <vector>
 
+#include "platform/core/attention.h"
+#include "platform/core/timeout.h"
 #include "platform/vision/ncc_search_kernel.h"
 
 namespace {
@@ -468,4 +470,40 @@ TEST(NccSearchModel, ErrorsAndUnchangedState) {
     tp.accuracy(4);
     tp.algorithms(8);
     EXPECT_EQ(tp.accuracy(), 4);
+}
+
+TEST(NccSearchModel, CallersTimeOutEndsALongSearch) {
+    // Every local maximum a candidate: accept 0 and no limit on the number of results over a
+    // large scene of random pixels.
+    xcPelBuffer<unsigned char> scene(1000, 800);
+    std::mt19937 rng(31);
+    std::uniform_int_distribution<int> pix(0, 255);
+    for (long y = 0; y < 800; ++y)
+        for (long x = 0; x < 1000; ++x) scene.rowPointer(y)[x] = static_cast<unsigned char>(pix(rng));
+    xcPelBuffer_const<unsigned char> patch = scene;
+    patch.window(xcPelRect(700, 500, 40, 40));  // in a 1000 x 800 scene
+    xcNccSearchModel m;
+    m.train(patch);
+    xcNccSearchRunParams rp;
+    rp.accept(0.0);
+    rp.maxNumResults(0);
+    rp.xyOverlap(1.0);
+    rp.confusion(1.0);
+    xcNccSearchResultSet rs;
+    {
+        xcAttentionTag tag;
+        tag.attachTimeout(0.002);
+        rs.add(xcNccSearchResult(true, 1.0, {}));
+        EXPECT_THROW(m.run(scene, rp, rs), xcTimeout::Expired);
+        EXPECT_TRUE(rs.empty());
+    }
+    // Without the time-out the same search runs to its end, past the 2 milliseconds. (The
+    // model is a window of the scene with the scene's client frame, so found in place its
+    // client origin lies on the scene's.)
+    m.run(scene, rp, rs);
+    ASSERT_GT(rs.size(), 100u);
+    EXPECT_NEAR(rs.result(0).score(), 1.0, 1e-12);
+    EXPECT_NEAR(rs.result(0).location().x(), 0.0, 0.01);
+    EXPECT_NEAR(rs.result(0).location().y(), 0.0, 0.01);
+    EXPECT_GT(rs.time(), 2.0);
 }

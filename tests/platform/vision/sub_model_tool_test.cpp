@@ -7,6 +7,9 @@
 #include <random>
 #include <vector>
 
+#include "platform/core/attention.h"
+#include "platform/core/timeout.h"
+
 namespace {
 
 using Segment = std::array<double, 4>;  // x0, y0, x1, y1
@@ -347,4 +350,17 @@ TEST(SubModelTool, ErrorsLeaveStateUnchanged) {
     }
     EXPECT_EQ(tp.coarseGrainLimit(), 1.0);
     EXPECT_THROW(tp.zonesAllowed(-1), xcBadArgument);
+}
+
+TEST(SubModelTool, CallersTimeOutEndsARun) {
+    const auto a = strokes(kA);
+    const xc_SubModelTool tool = trained(a);
+    xcPelBuffer<unsigned char> big(600, 600);
+    xcFlexSubModelCorRunParams rp = compileParams();
+    rp.xyUncertainty({1200, 1200});
+    xc_SubModelResultSet rs;
+    xcAttentionTag tag;
+    tag.attachTimeout(0.0);
+    EXPECT_THROW(tool.run(big, xc2XformLinear(), rp, {}, rs), xcTimeout::Expired);
+    EXPECT_TRUE(rs.empty());
 }
