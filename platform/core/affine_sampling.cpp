@@ -3,7 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <string>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "platform/core/exception.h"
 
@@ -152,9 +157,9 @@ struct Bicubic {
         w[2] = 0.5f * (-3.0f * t3 + 4.0f * t2 + t);
         w[3] = 0.5f * (t3 - t2);
     }
+    // Rounded and clamped without branches (overshoot is common on sharp edges).
     static u8 finish(float v) {
-        if (!(v > 0.0f)) return 0;
-        if (v >= 255.0f) return 255;
+        v = std::min(std::max(v, 0.0f), 255.0f);
         return static_cast<u8>(static_cast<int>(v + 0.5f));
     }
     static u8 clamped(const Source& s, std::int64_t uf, std::int64_t vf) {
@@ -174,20 +179,61 @@ struct Bicubic {
     }
     static void interior(const Source& s, std::int64_t uf, std::int64_t vf, std::int64_t du,
                          std::int64_t dv, u8* o, long n) {
+#if defined(__SSE2__)
+        interiorSse2(s, uf, vf, du, dv, o, n);
+#else
+        // Without SSE2 the clamping kernel serves (its clamps never act in the interior).
+        for (long i = 0; i < n; ++i, uf += du, vf += dv) o[i] = clamped(s, uf, vf);
+#endif
+    }
+
+#if defined(__SSE2__)
+    // The same sums with four taps per instruction: the weights of all four taps come from
+    // one polynomial evaluation, each source row's four pixels are widened and converted
+    // together, and the rows are summed before one horizontal addition. Every x86-64 has SSE2.
+    static void interiorSse2(const Source& s, std::int64_t uf, std::int64_t vf, std::int64_t du,
+                             std::int64_t dv, u8* o, long n) {
         const long st = s.stride;
+        const __m128 c3 = _mm_setr_ps(-0.5f, 1.5f, -1.5f, 0.5f);
+        const __m128 c2 = _mm_setr_ps(1.0f, -2.5f, 2.0f, -0.5f);
+        const __m128 c1 = _mm_setr_ps(-0.5f, 0.0f, 0.5f, 0.0f);
+        const __m128 c0 = _mm_setr_ps(0.0f, 1.0f, 0.0f, 0.0f);
+        const __m128i zero = _mm_setzero_si128();
+        const __m128 scale = _mm_set1_ps(1.0f / 16777216.0f);
+        const __m128 lo = _mm_setzero_ps(), hi = _mm_set1_ps(255.0f), half = _mm_set1_ps(0.5f);
         for (long i = 0; i < n; ++i) {
             const u8* p = s.p + ((vf >> kFracBits) - 1) * st + (uf >> kFracBits) - 1;
-            float wx[4], wy[4];
-            weights(uf, wx);
-            weights(vf, wy);
-            float v = 0.0f;
-            for (int r = 0; r < 4; ++r, p += st)
-                v += wy[r] * (wx[0] * p[0] + wx[1] * p[1] + wx[2] * p[2] + wx[3] * p[3]);
-            o[i] = finish(v);
+            // 24-bit fractions (exact in float).
+            const int fx = static_cast<int>(static_cast<std::uint32_t>(uf) >> 8);
+            const int fy = static_cast<int>(static_cast<std::uint32_t>(vf) >> 8);
+            const __m128 tx = _mm_mul_ps(_mm_set1_ps(static_cast<float>(fx)), scale);
+            const __m128 ty = _mm_mul_ps(_mm_set1_ps(static_cast<float>(fy)), scale);
+            const __m128 wx = poly(tx, c3, c2, c1, c0), wy = poly(ty, c3, c2, c1, c0);
+            __m128 acc = _mm_mul_ps(row(p, zero), _mm_shuffle_ps(wy, wy, 0x00));
+            acc = _mm_add_ps(acc, _mm_mul_ps(row(p + st, zero), _mm_shuffle_ps(wy, wy, 0x55)));
+            acc = _mm_add_ps(acc, _mm_mul_ps(row(p + 2 * st, zero), _mm_shuffle_ps(wy, wy, 0xAA)));
+            acc = _mm_add_ps(acc, _mm_mul_ps(row(p + 3 * st, zero), _mm_shuffle_ps(wy, wy, 0xFF)));
+            acc = _mm_mul_ps(acc, wx);
+            acc = _mm_add_ps(acc, _mm_movehl_ps(acc, acc));
+            acc = _mm_add_ss(acc, _mm_shuffle_ps(acc, acc, 0x55));
+            acc = _mm_min_ss(_mm_max_ss(acc, lo), hi);
+            o[i] = static_cast<u8>(_mm_cvttss_si32(_mm_add_ss(acc, half)));
             uf += du;
             vf += dv;
         }
     }
+    static __m128 poly(__m128 t, __m128 c3, __m128 c2, __m128 c1, __m128 c0) {
+        // ((c3 t + c2) t + c1) t + c0, lane k being the weight of tap k - 1.
+        return _mm_add_ps(
+            _mm_mul_ps(_mm_add_ps(_mm_mul_ps(_mm_add_ps(_mm_mul_ps(c3, t), c2), t), c1), t), c0);
+    }
+    static __m128 row(const u8* p, __m128i zero) {
+        std::int32_t v;
+        std::memcpy(&v, p, 4);
+        const __m128i b = _mm_cvtsi32_si128(v);
+        return _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpacklo_epi8(b, zero), zero));
+    }
+#endif
 };
 
 bool finite(double v) { return std::isfinite(v); }
