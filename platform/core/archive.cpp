@@ -537,7 +537,6 @@ xcArchive::UnknownVersion::UnknownVersion(const std::wstring& className, long nu
       m_className(className),
       m_number(number) {}
 
-// Version 0: the base level, then the class name and the number.
 void xcArchive::UnknownVersion::dispatchSerialize(xcArchive& ar) {
     if (ar.haveVisited(this, sizeof(UnknownVersion))) return;
     unsigned char version = 0;

@@ -215,20 +215,36 @@ private:
 };
 
 // The unknown-version error: a version byte is greater than the class level knows. It carries
-// the class's qualified name (or, as some callers do, a source file name) and a number (0, or
-// a source line). A single wide string given alone is taken as the whole message.
+// the class's qualified name (or, as some callers do, a source file name in its place) and a
+// number (0, or a source line). The message is "Unknown version[ of <name>][ (<number>)] in
+// the archive".
 class xcArchive::UnknownVersion : public xcExceptionWithString {
-    XC_EXCEPTION_BODY(UnknownVersion, xcExceptionWithString, 0x10000110)
 public:
+    // No class name and the number 0.
+    UnknownVersion() : UnknownVersion(0) {}
     explicit UnknownVersion(long number);
     UnknownVersion(const std::string& className, long number);
     UnknownVersion(const std::wstring& className, long number);
 
+    long errorNumber() const override { return 0x10000110; }
+    void suicideAndRethrow() override {
+        UnknownVersion copy(*this);
+        delete this;
+        throw copy;
+    }
+
     const std::wstring& className() const { return m_className; }
     long number() const { return m_number; }
 
+protected:
+    // Version 0: the base level, then the class name and the number.
+    void dispatchSerialize(xcArchive& ar) override;
+
 private:
+    static xcPersistent* make();
+    static const xc_Instantiator sExemplar;
     static std::wstring compose_(const std::wstring& className, long number);
+
     std::wstring m_className;
     long m_number = 0;
 };

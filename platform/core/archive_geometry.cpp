@@ -135,8 +135,10 @@ xcArchive& operator||(xcArchive& ar, xcPelBuffer_const<unsigned char>& b) {
             xcPelRect w = b.window();
             ar || w;
             ar || x;
-            for (long y = w.y(); y < w.y() + w.height(); ++y)
-                ar.putBytes(b.rowPointer(y), static_cast<std::size_t>(w.width()));
+            // A window without pixels has no rows to write, however tall it is.
+            if (!w.isNull())
+                for (long y = w.y(); y < w.y() + w.height(); ++y)
+                    ar.putBytes(b.rowPointer(y), static_cast<std::size_t>(w.width()));
         } else {
             ar || x;
         }
@@ -156,9 +158,10 @@ xcArchive& operator||(xcArchive& ar, xcPelBuffer_const<unsigned char>& b) {
                                 static_cast<std::uint64_t>(w.height());
             ar.checkCount(pixels, 1, L"pel buffer pixel");
             loaded = xcPelBuffer<unsigned char>(w);
-            for (long y = w.y(); y < w.y() + w.height(); ++y)
-                ar.getBytes(loaded.rowPointer(y), static_cast<std::size_t>(w.width()),
-                            L"pel buffer pixels");
+            if (!w.isNull())
+                for (long y = w.y(); y < w.y() + w.height(); ++y)
+                    ar.getBytes(loaded.rowPointer(y), static_cast<std::size_t>(w.width()),
+                                L"pel buffer pixels");
         } else {
             ar || x;
         }

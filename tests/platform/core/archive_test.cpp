@@ -426,6 +426,16 @@ TEST(Archive, PelBuffersRoundTrip) {
     xcArchive in3(tall);
     EXPECT_THROW(in3 || keep, xcArchive::BadData);
 
+    // A window without pixels but of enormous height reads and writes no rows.
+    xcPelBuffer_const<unsigned char> tallEmpty(xcPelRect(0, 0, 0, 2147483647));
+    xcArchive tallOut;
+    tallOut || tallEmpty;
+    xcArchive tallIn(tallOut.bytes());
+    xcPelBuffer_const<unsigned char> tallBack;
+    tallIn || tallBack;
+    EXPECT_EQ(tallBack.window(), xcPelRect(0, 0, 0, 2147483647));
+    EXPECT_TRUE(tallIn.atEnd());
+
     // A non-linear client-from-image transform cannot be written.
     xcPelBuffer<unsigned char> warped(3, 3);
     warped.clientFromImageXformBase(std::make_shared<ArchiveTestWarp>());
@@ -551,6 +561,9 @@ TEST(Archive, ExceptionsRoundTripWithClassAndMessage) {
     EXPECT_EQ(uv->number(), 12);
     EXPECT_EQ(uv->message(), L"Unknown version of xcFoo (12) in the archive");
     EXPECT_EQ(back[2]->message(), L"Bad archive data at byte offset 3: what");
+    EXPECT_EQ(xcArchive::UnknownVersion().message(), L"Unknown version in the archive");
+    EXPECT_EQ(xcArchive::UnknownVersion(L"oc/oc", 1573).message(),
+              L"Unknown version of oc/oc (1573) in the archive");
     EXPECT_STREQ(back[0]->what(), "window w");
     // A heap-made error rethrows itself as its own class.
     try {
