@@ -14,7 +14,8 @@
 //   double                         f64 (IEEE 754 bits)
 //   std::wstring                   u32 count, then count u32 units
 //   std::vector<T>                 "vector form": u8 version 0, u32 count, the elements
-//   persistent object by value     its levels, through its dispatchSerialize
+//   persistent object by value     its levels, through its dispatchSerialize (the
+//                                  xcPersistent part itself writes nothing)
 //   persistent pointer or handle   u8 tag: 0 null; 1 a new object (its registered class name
 //                                  as a wide string, then its body); 2 a back reference (u32
 //                                  index, in order of first appearance from 0, of an object
