@@ -255,8 +255,8 @@ void xcSynthCoverage::erase(const xcSynthCoverage& other) {
     }
 }
 
-xcSynthCoverage xfSynthRenderOutline(const xcSynthOutline& outline,
-                                     const xcXform<2>& imageFromFont, const xcPelRect& clip) {
+xcSynthCoverage xfSynthRenderOutline(const xcSynthOutline& outline, const xcXform<2>& imageFromFont,
+                                     const xcPelRect& clip) {
     const xcVector<2> t = imageFromFont.trans();
     const xcMatrix<2>& m = imageFromFont.matrix();
     constexpr double kFar = 0x1.0p40;
@@ -264,8 +264,8 @@ xcSynthCoverage xfSynthRenderOutline(const xcSynthOutline& outline,
           std::isfinite(m(0, 1)) && std::isfinite(m(1, 0)) && std::isfinite(m(1, 1))))
         throw xcBadArgument(L"Glyph transform is not finite or too far away");
     const long ix = xfIFloor(t.x()), iy = xfIFloor(t.y());
-    const xcXform<2> local(m, xcVector<2>(t.x() - static_cast<double>(ix),
-                                          t.y() - static_cast<double>(iy)));
+    const xcXform<2> local(
+        m, xcVector<2>(t.x() - static_cast<double>(ix), t.y() - static_cast<double>(iy)));
     if (outline.empty()) return xcSynthCoverage();
     const xcSynthBounds b = xfSynthOutlineBounds(outline, local);
     if (!(std::fabs(b.x0) < kFar && std::fabs(b.y0) < kFar && std::fabs(b.x1) < kFar &&

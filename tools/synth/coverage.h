@@ -60,8 +60,8 @@ private:
                 const xcVector<2>& p1);
 
     xcPelRect m_rect;
-    long m_stride = 0;           // width + 2: room for the pieces' spill to the right
-    std::vector<double> m_acc;   // accumulated areas, then coverage
+    long m_stride = 0;          // width + 2: room for the pieces' spill to the right
+    std::vector<double> m_acc;  // accumulated areas, then coverage
     bool m_resolved = false;
 };
 
@@ -78,7 +78,7 @@ xcSynthBounds xfSynthOutlineBounds(const xcSynthOutline& outline, const xcXform<
 // pixels of `clip` that the shape can touch; resolved with the outline's fill rule. Only the
 // fractional part of the translation reaches the rasteriser (the integer part becomes a pixel
 // shift), so two transforms with the same matrix whose translations differ by whole pixels
-// (their fractional parts being equal) give identical coverage, shifted. Throws xcBadArgument when the transform is not finite or moves the shape beyond
-// 2^40 pixels.
-xcSynthCoverage xfSynthRenderOutline(const xcSynthOutline& outline,
-                                     const xcXform<2>& imageFromFont, const xcPelRect& clip);
+// (their fractional parts being equal) give identical coverage, shifted. Throws xcBadArgument when
+// the transform is not finite or moves the shape beyond 2^40 pixels.
+xcSynthCoverage xfSynthRenderOutline(const xcSynthOutline& outline, const xcXform<2>& imageFromFont,
+                                     const xcPelRect& clip);

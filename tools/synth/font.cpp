@@ -56,8 +56,7 @@ struct Collector {
         o->points.push_back(pt(to));
         return 0;
     }
-    static int cubicTo(const FT_Vector* c1, const FT_Vector* c2, const FT_Vector* to,
-                       void* user) {
+    static int cubicTo(const FT_Vector* c1, const FT_Vector* c2, const FT_Vector* to, void* user) {
         auto* o = static_cast<Collector*>(user)->out;
         o->ops.push_back(xcSynthOutline::eCubic);
         o->points.push_back(pt(c1));
@@ -152,8 +151,8 @@ const xcSynthFont::Glyph& xcSynthFont::glyph_(char32_t code) const {
     if (index == 0)
         throw xcBadArgument(L"Font '" + widen(familyName()) + L"' has no glyph for " +
                             xfSynthCodeText(code));
-    if (FT_Error e = FT_Load_Glyph(m.face, index,
-                                   FT_LOAD_NO_SCALE | FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP))
+    if (FT_Error e =
+            FT_Load_Glyph(m.face, index, FT_LOAD_NO_SCALE | FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP))
         throw xcBadArgument(L"Cannot load the glyph of " + xfSynthCodeText(code) +
                             L" (FreeType error " + std::to_wstring(e) + L")");
     const FT_GlyphSlot slot = m.face->glyph;
@@ -182,8 +181,7 @@ double xcSynthFont::advance(char32_t code) const { return glyph_(code).advance; 
 
 xcSynthGlyphMetrics xcSynthFont::metrics(char32_t code, double pixelSize) const {
     if (!std::isfinite(pixelSize) || pixelSize <= 0.0 || pixelSize > 4096.0)
-        throw xcBadArgument(L"Pixel size must be in (0, 4096], got " +
-                            std::to_wstring(pixelSize));
+        throw xcBadArgument(L"Pixel size must be in (0, 4096], got " + std::to_wstring(pixelSize));
     const Glyph& g = glyph_(code);
     const double s = pixelSize / unitsPerEm();
     xcSynthGlyphMetrics r;

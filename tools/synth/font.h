@@ -40,10 +40,10 @@ struct xcSynthOutline {
 // Pixel metrics of one character at an em size (pixelSize pixels per em), in the glyph client
 // frame described above.
 struct xcSynthGlyphMetrics {
-    double advance = 0.0;     // unhinted advance width, px
-    long cellWidth = 1;       // max(1, round(advance)), px
-    long cellHeight = 1;      // max(1, round((ascender - descender) px)), the same for a whole font
-    double descent = 0.0;     // -descender in px: the baseline lies this far above the cell bottom
+    double advance = 0.0;  // unhinted advance width, px
+    long cellWidth = 1;    // max(1, round(advance)), px
+    long cellHeight = 1;   // max(1, round((ascender - descender) px)), the same for a whole font
+    double descent = 0.0;  // -descender in px: the baseline lies this far above the cell bottom
     xcXform<2> clientFromFont;  // font units (y up) -> glyph client frame (y down)
 };
 
@@ -53,6 +53,7 @@ public:
     // as a font.
     explicit xcSynthFont(const std::string& path);
     ~xcSynthFont();
+    // A moved-from font may only be destroyed or assigned to.
     xcSynthFont(xcSynthFont&&) noexcept;
     xcSynthFont& operator=(xcSynthFont&&) noexcept;
     xcSynthFont(const xcSynthFont&) = delete;

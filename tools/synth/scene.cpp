@@ -40,8 +40,7 @@ Quad cellQuad(const xcXform<2>& xform, long cw, long ch) {
 }
 
 Quad mapQuad(const xcXform<2>& xform, const Quad& q) {
-    return {xform.mapPoint(q[0]), xform.mapPoint(q[1]), xform.mapPoint(q[2]),
-            xform.mapPoint(q[3])};
+    return {xform.mapPoint(q[0]), xform.mapPoint(q[1]), xform.mapPoint(q[2]), xform.mapPoint(q[3])};
 }
 
 // True when two convex quadrilaterals come closer than `gap` (separating-axis test).
@@ -142,8 +141,8 @@ Quad damageRegion(const xcSynthOutline& outline, const xcSynthGlyphMetrics& m, d
     b.x1 = std::min(b.x1, static_cast<double>(m.cellWidth));
     b.y0 = std::max(b.y0, -static_cast<double>(m.cellHeight));
     b.y1 = std::min(b.y1, 0.0);
-    if (b.x1 <= b.x0 || b.y1 <= b.y0) b = {0.0, -static_cast<double>(m.cellHeight),
-                                           static_cast<double>(m.cellWidth), 0.0};
+    if (b.x1 <= b.x0 || b.y1 <= b.y0)
+        b = {0.0, -static_cast<double>(m.cellHeight), static_cast<double>(m.cellWidth), 0.0};
     const double bw = b.x1 - b.x0, bh = b.y1 - b.y0;
     double x0 = b.x0, x1 = b.x1, y0 = b.y0, y1 = b.y1;
     if (kind == 0) {  // horizontal band
@@ -240,8 +239,7 @@ xcSynthScene xfSynthScene(const xcSynthFont& font, const xcSynthSceneParams& p) 
                 xcSynthCoverage c =
                     xfSynthRenderOutline(outline, imageFromModel * m.clientFromFont, window);
                 if (t.damaged) {
-                    const Quad q =
-                        damageRegion(outline, m, p.damageAmount, damageKind, du1, du2);
+                    const Quad q = damageRegion(outline, m, p.damageAmount, damageKind, du1, du2);
                     const Quad qs = mapQuad(t.xform, q);
                     t.erased.assign(qs.begin(), qs.end());
                     const Quad qi = mapQuad(imageFromModel, q);
@@ -260,11 +258,14 @@ xcSynthScene xfSynthScene(const xcSynthFont& font, const xcSynthSceneParams& p) 
     xcSynthRandom dr(p.seed, eDistractorStream);
     const double w = static_cast<double>(p.width), h = static_cast<double>(p.height);
     std::vector<char32_t> dchars;
-    for (wchar_t c : p.distractorChars)
-        if (!font.outline(static_cast<char32_t>(c)).empty()) dchars.push_back(static_cast<char32_t>(c));
+    if (p.distractorGlyphs > 0)
+        for (wchar_t c : p.distractorChars)
+            if (!font.outline(static_cast<char32_t>(c)).empty())
+                dchars.push_back(static_cast<char32_t>(c));
     for (long i = 0; i < p.distractorGlyphs; ++i) {
         for (int attempt = 0; attempt < kPlacementTries; ++attempt) {
-            const char32_t code = dchars[static_cast<std::size_t>(dr.index(static_cast<long>(dchars.size())))];
+            const char32_t code =
+                dchars[static_cast<std::size_t>(dr.index(static_cast<long>(dchars.size())))];
             const double cx = dr.uniform(0.0, w), cy = dr.uniform(0.0, h);
             const xcVector<2> centre(cx, cy);
             const double angle = dr.uniform(-180.0, 180.0);

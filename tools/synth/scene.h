@@ -40,7 +40,7 @@ struct xcSynthJitter {
 };
 
 struct xcSynthSceneParams {
-    long width = 640;   // image size, 1 ... 16384 each, at most 2^25 pixels
+    long width = 640;  // image size, 1 ... 16384 each, at most 2^25 pixels
     long height = 480;
     xcXform<2> clientFromImage;  // must be invertible
     double pixelSize = 32.0;     // em size of the glyph models that scale 1 refers to
@@ -81,8 +81,8 @@ struct xcSynthSceneParams {
 // The truth about one target character.
 struct xcSynthCharTruth {
     char32_t code = 0;
-    long line = 0;   // index of its line
-    long index = 0;  // index within the line
+    long line = 0;         // index of its line
+    long index = 0;        // index within the line
     bool blank = false;    // nothing to draw (a space)
     bool missing = false;  // left out on purpose
     bool damaged = false;  // drawn with a part erased
@@ -100,10 +100,10 @@ struct xcSynthCharTruth {
 struct xcSynthDistractor {
     enum Kind { eGlyph, eStroke };
     Kind kind = eGlyph;
-    char32_t code = 0;      // eGlyph: the character
-    xcSynthPose pose;       // eGlyph: its pose, scene client frame
-    xcVector<2> from, to;   // eStroke: end points of the stroke's centre line, scene client
-    double width = 0.0;     // eStroke: px (image)
+    char32_t code = 0;     // eGlyph: the character
+    xcSynthPose pose;      // eGlyph: its pose, scene client frame
+    xcVector<2> from, to;  // eStroke: end points of the stroke's centre line, scene client
+    double width = 0.0;    // eStroke: px (image)
 };
 
 struct xcSynthTruth {

@@ -133,7 +133,7 @@ TEST(SynthCoverage, IntegerShiftGivesIdenticalCoverage) {
             area += ca.at(x, y);
         }
     EXPECT_GT(area, 50.0);
-    EXPECT_THROW(xfSynthRenderOutline(font.outline(U'Q'),
-                                      xcXform<2>::translation({1e300, 0.0}), clip),
-                 xcBadArgument);
+    EXPECT_THROW(
+        xfSynthRenderOutline(font.outline(U'Q'), xcXform<2>::translation({1e300, 0.0}), clip),
+        xcBadArgument);
 }

@@ -76,9 +76,8 @@ TEST(SynthFont, LocatesFontsAndExplainsFailures) {
         xcSynthFont bad((dir / "bad.ttf").string());
         FAIL() << "no exception";
     } catch (const xcIOError& e) {
-        EXPECT_EQ(std::string(e.what()).rfind("Cannot read font '" + (dir / "bad.ttf").string() +
-                                                  "' (FreeType error ",
-                                              0),
+        EXPECT_EQ(std::string(e.what()).rfind(
+                      "Cannot read font '" + (dir / "bad.ttf").string() + "' (FreeType error ", 0),
                   0u)
             << e.what();
     }

@@ -30,8 +30,8 @@ TEST(SynthGlyphModel, InkLiesInsideTheCell) {
         // Outlines whose points all lie in the cell leave no ink outside it.
         const xcSynthBounds b =
             xfSynthOutlineBounds(font.outline(g.code), g.metrics.clientFromFont);
-        const bool inside = b.x0 >= 0 && b.x1 <= g.cell.width() && b.y0 >= -g.cell.height() &&
-                            b.y1 <= 0;
+        const bool inside =
+            b.x0 >= 0 && b.x1 <= g.cell.width() && b.y0 >= -g.cell.height() && b.y1 <= 0;
         long ink = 0;
         for (long y = 0; y < img.height(); ++y)
             for (long x = 0; x < img.width(); ++x) {

@@ -59,7 +59,8 @@ xcPelRect innerPixels(const std::array<xcVector<2>, 4>& q, double in) {
         x0 = std::min(x0, p.x()), y0 = std::min(y0, p.y());
         x1 = std::max(x1, p.x()), y1 = std::max(y1, p.y());
     }
-    const long ix0 = static_cast<long>(std::ceil(x0 + in)), iy0 = static_cast<long>(std::ceil(y0 + in));
+    const long ix0 = static_cast<long>(std::ceil(x0 + in)),
+               iy0 = static_cast<long>(std::ceil(y0 + in));
     return {ix0, iy0, static_cast<long>(std::floor(x1 - in)) - ix0,
             static_cast<long>(std::floor(y1 - in)) - iy0};
 }
@@ -126,8 +127,8 @@ TEST(SynthScene, CircularLayoutKeepsOriginsOnTheCircle) {
             const double expectPhi = (-150.0 * std::numbers::pi / 180.0) + k * step;
             EXPECT_NEAR(std::remainder(r.angle() - expectPhi, 2 * std::numbers::pi), 0.0, 1e-12);
             // The character's x axis runs along the chord to the next origin.
-            const xcVector<2> next = c + xcVector<2>(std::cos(expectPhi + step),
-                                                     std::sin(expectPhi + step)) * 110.0;
+            const xcVector<2> next =
+                c + xcVector<2>(std::cos(expectPhi + step), std::sin(expectPhi + step)) * 110.0;
             EXPECT_NEAR(std::remainder(t.pose.angle * std::numbers::pi / 180.0 -
                                            (next - t.pose.position).angle(),
                                        2 * std::numbers::pi),
@@ -150,8 +151,9 @@ TEST(SynthScene, CircularLayoutKeepsOriginsOnTheCircle) {
         xfSynthScene(font, bad);
         FAIL() << "no exception";
     } catch (const xcBadArgument& e) {
-        EXPECT_STREQ(e.what(), "Line 1: Character step 31.640625 px is longer than the circle's "
-                               "diameter 10.000000 px");
+        EXPECT_STREQ(e.what(),
+                     "Line 1: Character step 31.640625 px is longer than the circle's "
+                     "diameter 10.000000 px");
     }
 }
 
@@ -213,7 +215,8 @@ TEST(SynthScene, NoiseAndBlurChangeTheStatisticsAsRequested) {
     EXPECT_LT(gradientEnergy(blurred.image), 0.5 * gradientEnergy(sharp.image));
     double m0 = 0, m1 = 0;  // the blur keeps the mean (the text is far from the borders)
     for (long y = 0; y < p.height; ++y)
-        for (long x = 0; x < p.width; ++x) m0 += sharp.image.get(x, y), m1 += blurred.image.get(x, y);
+        for (long x = 0; x < p.width; ++x)
+            m0 += sharp.image.get(x, y), m1 += blurred.image.get(x, y);
     EXPECT_NEAR(m0 / n, m1 / n, 0.05);
 }
 
@@ -280,7 +283,8 @@ TEST(SynthScene, UprightGlyphMatchesItsModelPixelForPixel) {
         long ink = 0;
         for (long y = 0; y < g.image.height(); ++y)
             for (long x = 0; x < g.image.width(); ++x) {
-                ASSERT_EQ(s.image.get(x + dx, y + dy), g.image.get(x, y)) << k << ": " << x << "," << y;
+                ASSERT_EQ(s.image.get(x + dx, y + dy), g.image.get(x, y))
+                    << k << ": " << x << "," << y;
                 ink += g.image.get(x, y) != 210;
             }
         EXPECT_GT(ink, 30);
@@ -292,11 +296,10 @@ TEST(SynthScene, RotatedGlyphInkCentroidFollowsThePose) {
     gp.pixelSize = 40.0;
     gp.tones = {eDarkOnLight, 0.0, 255.0};
     const xcSynthGlyph g = xfSynthGlyphModel(testFont(), U'R', gp);
-    const xcVector<2> modelCentroid =
-        g.clientFromImage.mapPoint(inkCentroid(g.image, 0.0, 255.0));
+    const xcVector<2> modelCentroid = g.clientFromImage.mapPoint(inkCentroid(g.image, 0.0, 255.0));
     // A scene whose client frame is rotated and shifted against its pixels, too.
-    const xcXform<2> sceneClients[] = {
-        xcXform<2>(), xcXform<2>({-40.0, 25.0}, 1.0, 1.0, 0.0, xcRadian(0.4))};
+    const xcXform<2> sceneClients[] = {xcXform<2>(),
+                                       xcXform<2>({-40.0, 25.0}, 1.0, 1.0, 0.0, xcRadian(0.4))};
     for (const xcXform<2>& clientFromImage : sceneClients) {
         for (double angle : {37.0, -121.5, 180.0}) {
             xcSynthSceneParams p;
@@ -310,8 +313,7 @@ TEST(SynthScene, RotatedGlyphInkCentroidFollowsThePose) {
             const xcSynthScene s = xfSynthScene(testFont(), p);
             EXPECT_EQ(s.image.clientFromImageXform(), clientFromImage);
             const xcVector<2> expect = s.truth.chars[0].xform.mapPoint(modelCentroid);
-            const xcVector<2> got =
-                clientFromImage.mapPoint(inkCentroid(s.image, 0.0, 255.0));
+            const xcVector<2> got = clientFromImage.mapPoint(inkCentroid(s.image, 0.0, 255.0));
             EXPECT_NEAR(got.x(), expect.x(), 0.1) << angle;
             EXPECT_NEAR(got.y(), expect.y(), 0.1) << angle;
         }

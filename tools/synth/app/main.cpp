@@ -7,6 +7,7 @@
 // Images are written as PNG (PGM when the file name ends in .pgm). See usage() for the keys.
 #include <cerrno>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -101,6 +102,15 @@ public:
             throw UsageError("--" + k + " must be an integer");
         return static_cast<long>(v);
     }
+    std::uint64_t seed(const std::string& k, std::uint64_t def) {
+        const std::string v = str(k, std::to_string(def));
+        char* end = nullptr;
+        errno = 0;
+        const unsigned long long n = std::strtoull(v.c_str(), &end, 10);
+        if (v.empty() || v[0] == '-' || *end != '\0' || errno == ERANGE)
+            throw UsageError("--" + k + " must be an integer in [0, 2^64), got '" + v + "'");
+        return n;
+    }
     bool flag(const std::string& k, bool def) {
         const std::string v = str(k, def ? "1" : "0");
         if (v == "1" || v == "true" || v == "yes") return true;
@@ -113,8 +123,8 @@ public:
         std::size_t pos = 0;
         while (pos <= v.size() && !v.empty()) {
             const auto comma = v.find(',', pos);
-            out.push_back(parse(k, v.substr(pos, comma == std::string::npos ? std::string::npos
-                                                                             : comma - pos)));
+            out.push_back(parse(
+                k, v.substr(pos, comma == std::string::npos ? std::string::npos : comma - pos)));
             if (comma == std::string::npos) break;
             pos = comma + 1;
         }
@@ -191,7 +201,7 @@ int runScene(Options& o) {
     xcSynthSceneParams p;
     p.width = o.integer("width", 640);
     p.height = o.integer("height", 480);
-    p.seed = static_cast<std::uint64_t>(o.integer("seed", 1));
+    p.seed = o.seed("seed", 1);
     p.pixelSize = o.num("size", 32.0);
     p.globalScale = o.num("scale", 1.0);
     p.tones = tones(o, 30.0, 220.0);
@@ -253,13 +263,15 @@ int runScene(Options& o) {
             l.text = texts[i];
             // Later lines lie inside the first (outside for counter-clockwise text, whose tops
             // point inwards).
-            l.radius = base.radius + (base.clockwise ? -1.0 : 1.0) * spacing * static_cast<double>(i);
+            l.radius =
+                base.radius + (base.clockwise ? -1.0 : 1.0) * spacing * static_cast<double>(i);
             p.lines.push_back(l);
         }
     }
     const std::string out = o.str("out", "scene.png");
     std::string truthPath = o.str("truth", "");
-    if (truthPath.empty()) truthPath = std::filesystem::path(out).replace_extension(".json").string();
+    if (truthPath.empty())
+        truthPath = std::filesystem::path(out).replace_extension(".json").string();
     o.checkAllUsed();
 
     const xcSynthScene s = xfSynthScene(font, p);
@@ -267,9 +279,9 @@ int runScene(Options& o) {
     writeText(truthPath, xfSynthTruthJson(s.truth));
     long drawn = 0;
     for (const auto& c : s.truth.chars) drawn += c.drawn;
-    std::cout << "wrote " << out << " (" << p.width << " x " << p.height << ", " << drawn
-              << " of " << s.truth.chars.size() << " characters drawn, "
-              << s.truth.distractors.size() << " distractors) and " << truthPath << "\n";
+    std::cout << "wrote " << out << " (" << p.width << " x " << p.height << ", " << drawn << " of "
+              << s.truth.chars.size() << " characters drawn, " << s.truth.distractors.size()
+              << " distractors) and " << truthPath << "\n";
     return 0;
 }
 
@@ -298,8 +310,7 @@ int runGlyphs(Options& o) {
         files.emplace_back(name);
     }
     writeText(dir / "glyphs.json", xfSynthGlyphsJson(font, p, glyphs, files));
-    std::cout << "wrote " << glyphs.size() << " glyphs and glyphs.json to " << dir.string()
-              << "\n";
+    std::cout << "wrote " << glyphs.size() << " glyphs and glyphs.json to " << dir.string() << "\n";
     return 0;
 }
 
