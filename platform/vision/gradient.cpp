@@ -4,6 +4,10 @@
 #include <cmath>
 #include <string>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "platform/core/attention.h"
 
 
@@ -89,6 +93,31 @@ void loadSmoothed(const xcPelBuffer_const<unsigned char>& image, const std::vect
     }
 }
 
+// m[x] = round(sqrt(gx^2 + gy^2)). The SSE2 path computes exactly what the plain loop does (the
+// same float conversion, correctly rounded square root and truncation); the plain loop serves
+// elsewhere and finishes the row. (std::sqrt keeps the compiler from vectorising the plain loop:
+// it must be able to set errno.)
+void magnitudeRow(const std::int16_t* gx, const std::int16_t* gy, std::uint16_t* m, long w) {
+    long x = 0;
+#if defined(__SSE2__)
+    const __m128 half = _mm_set1_ps(0.5f);
+    for (; x + 8 <= w; x += 8) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gx + x));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gy + x));
+        const __m128i lo = _mm_unpacklo_epi16(a, b), hi = _mm_unpackhi_epi16(a, b);
+        const __m128i l2 = _mm_madd_epi16(lo, lo), h2 = _mm_madd_epi16(hi, hi);  // gx^2 + gy^2
+        const __m128i lm = _mm_cvttps_epi32(_mm_add_ps(_mm_sqrt_ps(_mm_cvtepi32_ps(l2)), half));
+        const __m128i hm = _mm_cvttps_epi32(_mm_add_ps(_mm_sqrt_ps(_mm_cvtepi32_ps(h2)), half));
+        // Magnitudes are at most 23081, so the signed saturating pack is exact.
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(m + x), _mm_packs_epi32(lm, hm));
+    }
+#endif
+    for (; x < w; ++x) {
+        const float m2 = static_cast<float>(gx[x] * gx[x] + gy[x] * gy[x]);
+        m[x] = static_cast<std::uint16_t>(std::sqrt(m2) + 0.5f);
+    }
+}
+
 }  // namespace
 
 std::vector<int> xf_GaussianKernel256(double smoothing) {
@@ -156,9 +185,8 @@ void xfGradient(const xcPelBuffer_const<unsigned char>& image, double smoothing,
             const int dy = (r2[x] + 2 * r2[x + 1] + r2[x + 2]) - (r0[x] + 2 * r0[x + 1] + r0[x + 2]);
             gx[x] = static_cast<std::int16_t>(dx);
             gy[x] = static_cast<std::int16_t>(dy);
-            const float m2 = static_cast<float>(dx * dx + dy * dy);
-            m[x] = static_cast<std::uint16_t>(std::sqrt(m2) + 0.5f);
         }
+        magnitudeRow(gx, gy, m, w);
     }
     out = std::move(g);
 }
