@@ -134,9 +134,11 @@ std::string plural(std::size_t n, const char* one, const char* many) {
 std::string xformText(const xcXform<2>& x) {
     if (x == xcXform<2>()) return "identity";
     const xcMatrix<2>& m = x.matrix();
-    return "[" + xf_ShortNumber(m(0, 0)) + " " + xf_ShortNumber(m(0, 1)) + "; " +
-           xf_ShortNumber(m(1, 0)) + " " + xf_ShortNumber(m(1, 1)) + "] + (" +
-           xf_ShortNumber(x.trans().x()) + ", " + xf_ShortNumber(x.trans().y()) + ")";
+    std::string s = "[";
+    s += xf_ShortNumber(m(0, 0)) + " " + xf_ShortNumber(m(0, 1));
+    s += "; " + xf_ShortNumber(m(1, 0)) + " " + xf_ShortNumber(m(1, 1));
+    s += "] + (" + xf_ShortNumber(x.trans().x()) + ", " + xf_ShortNumber(x.trans().y()) + ")";
+    return s;
 }
 
 // A zoom that shows small images large and large ones whole: integer steps up to 16 for a
@@ -421,8 +423,11 @@ std::set<std::string> writeInto(const xcDiagObject& diag, const fs::path& dir, b
 
 }  // namespace
 
-fs::path xfWriteDiagHtml(const xcDiagObject& diag, const fs::path& folder) {
-    if (folder.empty()) throw xcBadArgument(L"xfWriteDiagHtml: the folder path is empty");
+fs::path xfWriteDiagHtml(const xcDiagObject& diag, const fs::path& folderAsGiven) {
+    if (folderAsGiven.empty()) throw xcBadArgument(L"xfWriteDiagHtml: the folder path is empty");
+    // "out/" names the folder "out".
+    const fs::path folder =
+        folderAsGiven.has_filename() ? folderAsGiven : folderAsGiven.parent_path();
     std::error_code ec;
     const fs::file_status st = fs::status(folder, ec);
     if (ec && ec != std::errc::no_such_file_or_directory)
@@ -450,8 +455,7 @@ fs::path xfWriteDiagHtml(const xcDiagObject& diag, const fs::path& folder) {
     const fs::path parent = folder.has_parent_path() ? folder.parent_path() : fs::path(".");
     fs::create_directories(parent, ec);
     if (ec) ioError(L"Cannot create the folder", parent, ec);
-    const fs::path work = temporarySibling(folder.has_filename() ? folder
-                                                                 : folder.parent_path());
+    const fs::path work = temporarySibling(folder);
     try {
         fs::create_directory(work, ec);
         if (ec) ioError(L"Cannot create the folder", work, ec);

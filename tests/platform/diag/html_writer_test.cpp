@@ -200,7 +200,8 @@ TEST(DiagHtml, RewritesAnExistingFolderAndDropsStaleImages) {
     const fs::path folder = tmp.path / "out";
     xcDiagObject big;
     fill(big);
-    xfWriteDiagHtml(big, folder);
+    EXPECT_EQ(xfWriteDiagHtml(big, folder / ""), folder / "index.html");  // "out/" is "out"
+    for (const auto& e : fs::directory_iterator(tmp.path)) EXPECT_EQ(e.path().filename(), "out");
     ASSERT_TRUE(fs::exists(folder / "images" / "rec-0003.png"));
     std::ofstream(folder / "notes.txt") << "mine";
     std::ofstream(folder / "images" / "other.png") << "not ours";
