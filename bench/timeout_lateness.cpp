@@ -77,8 +77,8 @@ void BM_TimeoutLateness(benchmark::State& state) {
                 x = spin(rounds, x);
             }
         } catch (const xcTimeout::Expired&) {
-            lateMs.push_back(std::chrono::duration<double, std::milli>(Clock::now() - deadline)
-                                 .count());
+            lateMs.push_back(
+                std::chrono::duration<double, std::milli>(Clock::now() - deadline).count());
             lateCalls.push_back(late);
         }
     }
@@ -113,8 +113,8 @@ void BM_TimeoutLatenessPaceChange(benchmark::State& state) {
                 x = spin(now < slowFrom ? fast : slow, x);
             }
         } catch (const xcTimeout::Expired&) {
-            lateMs.push_back(std::chrono::duration<double, std::milli>(Clock::now() - deadline)
-                                 .count());
+            lateMs.push_back(
+                std::chrono::duration<double, std::milli>(Clock::now() - deadline).count());
             lateCalls.push_back(late);
         }
     }

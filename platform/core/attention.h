@@ -101,8 +101,8 @@ private:
     // Makes the earliest deadline of the calling thread's tags effective.
     static void recompute_();
 
-    xcAttentionTag* m_outer = nullptr;  // next tag out on the same thread
-    void* m_thread = nullptr;           // the thread state the tag is attached to
+    xcAttentionTag* m_outer = nullptr;      // next tag out on the same thread
+    void* m_thread = nullptr;               // the thread state the tag is attached to
     std::int64_t m_deadline = kNoDeadline;  // steady-clock nanoseconds
     double m_seconds = 0.0;                 // as attached, for the message
     bool m_custom = false;

@@ -86,8 +86,7 @@ xcThreadID xfCreateThreadLib(xcThreadFunction function, void* argument, long /*p
                                           }),
                            children.end());
         }
-        throw xcThreadError(L"xfCreateThreadLib: cannot start a thread: " +
-                            xfFromUtf8(e.what()));
+        throw xcThreadError(L"xfCreateThreadLib: cannot start a thread: " + xfFromUtf8(e.what()));
     }
     return xcThreadID(std::move(record));
 }

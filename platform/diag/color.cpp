@@ -11,8 +11,7 @@ std::string xcColor::hex() const {
     return buf;
 }
 
-xcGraphicProps::xcGraphicProps(const xcColor& color, long penWidth, long penStyle,
-                               bool highlight)
+xcGraphicProps::xcGraphicProps(const xcColor& color, long penWidth, long penStyle, bool highlight)
     : m_color(color), m_width(penWidth), m_style(penStyle), m_highlight(highlight) {
     if (penWidth < 0) {
         std::wostringstream os;

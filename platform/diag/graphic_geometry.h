@@ -20,13 +20,14 @@ class xcGenRect : public xcAffineRectangle {
 public:
     // The unit square.
     xcGenRect() = default;
-    xcGenRect(const xcRect& r) : xcAffineRectangle(r) {}                  // NOLINT
-    xcGenRect(const xcAffineRectangle& r) : xcAffineRectangle(r) {}       // NOLINT
+    xcGenRect(const xcRect& r) : xcAffineRectangle(r) {}             // NOLINT
+    xcGenRect(const xcAffineRectangle& r) : xcAffineRectangle(r) {}  // NOLINT
     // From three corners: origin, end of the x side, end of the y side.
     xcGenRect(const xcVector<2>& po, const xcVector<2>& px, const xcVector<2>& py)
         : xcAffineRectangle(po, px, py) {}
     // The rectangle r mapped by x.
-    xcGenRect(const xcRect& r, const xcXform<2>& x) : xcAffineRectangle(xcAffineRectangle(r).map(x)) {}
+    xcGenRect(const xcRect& r, const xcXform<2>& x)
+        : xcAffineRectangle(xcAffineRectangle(r).map(x)) {}
 
     xcGenRect map(const xcXform<2>& x) const { return xcGenRect(xcAffineRectangle::map(x)); }
     std::shared_ptr<xcShape> clone() const override { return std::make_shared<xcGenRect>(*this); }

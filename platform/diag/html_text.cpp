@@ -27,17 +27,35 @@ void appendUtf8(std::string& out, char32_t c) {
 // Appends one code point, escaped.
 void appendEscaped(std::string& out, char32_t c) {
     switch (c) {
-        case U'&': out += "&amp;"; return;
-        case U'<': out += "&lt;"; return;
-        case U'>': out += "&gt;"; return;
-        case U'"': out += "&quot;"; return;
-        case U'\'': out += "&#39;"; return;
-        case U'\t': case U'\n': case U'\r': out += static_cast<char>(c); return;
-        default: break;
+        case U'&':
+            out += "&amp;";
+            return;
+        case U'<':
+            out += "&lt;";
+            return;
+        case U'>':
+            out += "&gt;";
+            return;
+        case U'"':
+            out += "&quot;";
+            return;
+        case U'\'':
+            out += "&#39;";
+            return;
+        case U'\t':
+        case U'\n':
+        case U'\r':
+            out += static_cast<char>(c);
+            return;
+        default:
+            break;
     }
-    if (c < 0x20) c = 0x2400 + c;
-    else if (c == 0x7F) c = 0x2421;
-    else if ((c >= 0xD800 && c <= 0xDFFF) || c > 0x10FFFF) c = 0xFFFD;
+    if (c < 0x20)
+        c = 0x2400 + c;
+    else if (c == 0x7F)
+        c = 0x2421;
+    else if ((c >= 0xD800 && c <= 0xDFFF) || c > 0x10FFFF)
+        c = 0xFFFD;
     appendUtf8(out, c);
 }
 
@@ -49,7 +67,8 @@ std::string xf_HtmlEscape(const std::wstring& text) {
     std::string out;
     out.reserve(n + n / 8);
     for (std::size_t i = 0; i < n; ++i) {
-        appendEscaped(out, static_cast<char32_t>(static_cast<std::make_unsigned_t<wchar_t>>(text[i])));
+        appendEscaped(out,
+                      static_cast<char32_t>(static_cast<std::make_unsigned_t<wchar_t>>(text[i])));
     }
     return out;
 }

@@ -38,9 +38,9 @@ std::wstring pathText(const fs::path& p) {
 fs::path temporarySibling(const fs::path& target) {
     static std::atomic<unsigned> counter{0};
     std::random_device rd;
-    const unsigned long tag = (static_cast<unsigned long>(rd()) << 8) ^
-                              static_cast<unsigned long>(
-                                  std::chrono::steady_clock::now().time_since_epoch().count());
+    const unsigned long tag =
+        (static_cast<unsigned long>(rd()) << 8) ^
+        static_cast<unsigned long>(std::chrono::steady_clock::now().time_since_epoch().count());
     for (;;) {
         fs::path p = target;
         p += ".tmp-" + std::to_string(tag % 1000000007UL) + "-" + std::to_string(counter++);
@@ -183,9 +183,10 @@ std::string xc_PageWriter::page() {
         texts += r.texts().size();
         lists += r.graphicsLists().size();
     }
-    m_out += "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-             "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-             "<title>Diagnostics</title>\n<style>";
+    m_out +=
+        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+        "<title>Diagnostics</title>\n<style>";
     m_out += xf_DiagHtmlStyle();
     m_out += "</style>\n</head>\n<body>\n<header><h1>Diagnostics</h1><span class=\"summary\">" +
              plural(static_cast<std::size_t>(m_diag.numRecords()), "record", "records") +
@@ -264,8 +265,7 @@ void xc_PageWriter::record_(long i) {
     if (r.annotation().empty()) {
         m_out += "<span class=\"title untitled\">(untitled record)</span>";
     } else {
-        m_out += "<h3 class=\"title\">" +
-                 xf_HtmlEscape(r.annotation()) + "</h3>";
+        m_out += "<h3 class=\"title\">" + xf_HtmlEscape(r.annotation()) + "</h3>";
     }
     m_out += "<span class=\"meta\">" + metaText + "</span></summary><div class=\"body\">\n";
     if (r.hasImage() || !r.graphicsLists().empty()) figure_(i);
@@ -288,12 +288,12 @@ void xc_PageWriter::figure_(long i) {
         x0 = static_cast<double>(win.x()), y0 = static_cast<double>(win.y());
         w = static_cast<double>(win.width()), h = static_cast<double>(win.height());
         const xc2XformBase& cfi = img.clientFromImageXformBase();
-        clientFromImage =
-            cfi.isLinear() ? cfi.linearAt({0.0, 0.0}).xform()
-                           : cfi.linearAt({x0 + w / 2, y0 + h / 2}).xform();
+        clientFromImage = cfi.isLinear() ? cfi.linearAt({0.0, 0.0}).xform()
+                                         : cfi.linearAt({x0 + w / 2, y0 + h / 2}).xform();
         if (!cfi.isLinear()) {
-            notes.push_back("The client-from-image transform is not linear: client graphics "
-                            "use its linear form at the window centre.");
+            notes.push_back(
+                "The client-from-image transform is not linear: client graphics "
+                "use its linear form at the window centre.");
         }
         try {
             imageFromClient = clientFromImage.inverse();
@@ -333,8 +333,8 @@ void xc_PageWriter::figure_(long i) {
         if (r.hasImage()) notes.push_back("The record's image window is empty.");
         notes.push_back("No image: the shapes are drawn in their own coordinates.");
     }
-    const double zoom = host >= 0 ? initialZoom(w, h)
-                                  : std::clamp(400.0 / std::max(w, h), 1.0 / 32, 128.0);
+    const double zoom =
+        host >= 0 ? initialZoom(w, h) : std::clamp(400.0 / std::max(w, h), 1.0 / 32, 128.0);
 
     for (const std::string& n : notes) m_out += "<div class=\"note\">" + n + "</div><br>\n";
     m_out += "<figure class=\"view\" data-x0=\"" + xf_SvgNumber(x0) + "\" data-y0=\"" +
@@ -342,8 +342,8 @@ void xc_PageWriter::figure_(long i) {
              xf_SvgNumber(h) + "\" data-zoom=\"" + xf_SvgNumber(zoom) + "\"";
     if (!clientData.empty()) m_out += " data-xf=\"" + clientData + "\"";
     m_out += "><div class=\"viewport\"><div class=\"canvas" +
-             std::string(host >= 0 ? "" : " blank") + "\" style=\"width:" +
-             xf_SvgNumber(w * zoom) + "px;height:" + xf_SvgNumber(h * zoom) + "px\">";
+             std::string(host >= 0 ? "" : " blank") + "\" style=\"width:" + xf_SvgNumber(w * zoom) +
+             "px;height:" + xf_SvgNumber(h * zoom) + "px\">";
     if (host >= 0) {
         m_out += "<img src=\"images/" + imageFileName(host) + "\" alt=\"record " +
                  std::to_string(host) + " image\" loading=\"lazy\" draggable=\"false\">";
@@ -359,11 +359,12 @@ void xc_PageWriter::figure_(long i) {
         legend += "<label><input type=\"checkbox\" checked data-layer=\"" + layer +
                   "\"><span class=\"sw\" style=\"background:" + listColour(g.list) + "\"></span>" +
                   (g.name.empty() ? std::string("(unnamed)") : xf_HtmlEscape(g.name)) +
-                  " <span class=\"cs\">" + plural(g.list.items().size(), "shape", "shapes") +
-                  ", " + (client ? "client" : "image") + " coordinates</span></label>";
+                  " <span class=\"cs\">" + plural(g.list.items().size(), "shape", "shapes") + ", " +
+                  (client ? "client" : "image") + " coordinates</span></label>";
         if (client && host >= 0 && !clientOk) {
-            legend += "<span class=\"note\">Not drawn: the image's client-from-image transform "
-                      "cannot be inverted.</span>";
+            legend +=
+                "<span class=\"note\">Not drawn: the image's client-from-image transform "
+                "cannot be inverted.</span>";
             continue;
         }
         m_out += "<g class=\"layer\" data-layer-id=\"" + layer + "\" data-cs=\"" +
@@ -374,16 +375,16 @@ void xc_PageWriter::figure_(long i) {
         g.list.draw(painter, x);
         m_out += "</g>\n";
     }
-    m_out += "</svg></div></div><figcaption><span class=\"controls\">"
-             "<button data-zoom=\"out\" title=\"Zoom out\">&minus;</button>"
-             "<button data-zoom=\"in\" title=\"Zoom in\">+</button>"
-             "<button data-zoom=\"fit\">fit</button><button data-zoom=\"one\">1:1</button>"
-             "<span class=\"zoom\"></span></span>";
+    m_out +=
+        "</svg></div></div><figcaption><span class=\"controls\">"
+        "<button data-zoom=\"out\" title=\"Zoom out\">&minus;</button>"
+        "<button data-zoom=\"in\" title=\"Zoom in\">+</button>"
+        "<button data-zoom=\"fit\">fit</button><button data-zoom=\"one\">1:1</button>"
+        "<span class=\"zoom\"></span></span>";
     if (host >= 0) {
         m_out += "<span>window (" + xf_SvgNumber(x0) + ", " + xf_SvgNumber(y0) + ") " +
-                 xf_SvgNumber(w) + "&times;" + xf_SvgNumber(h) + "</span><span>client from image: " +
-                 xformText(clientFromImage) +
-                 "</span>";
+                 xf_SvgNumber(w) + "&times;" + xf_SvgNumber(h) +
+                 "</span><span>client from image: " + xformText(clientFromImage) + "</span>";
     }
     m_out += "<span class=\"readout\"></span></figcaption></figure>\n";
     if (!legend.empty()) m_out += "<div class=\"layers\">" + legend + "</div>\n";

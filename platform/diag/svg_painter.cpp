@@ -12,17 +12,20 @@ std::string point(const xcVector<2>& p) { return xf_SvgNumber(p.x()) + "," + xf_
 
 const char* dashes(long style) {
     switch (style) {
-        case xcGraphicProps::ePenDash: return " stroke-dasharray=\"6 4\"";
-        case xcGraphicProps::ePenDot: return " stroke-dasharray=\"1.5 3\"";
-        case xcGraphicProps::ePenDashDot: return " stroke-dasharray=\"6 3 1.5 3\"";
-        default: return "";
+        case xcGraphicProps::ePenDash:
+            return " stroke-dasharray=\"6 4\"";
+        case xcGraphicProps::ePenDot:
+            return " stroke-dasharray=\"1.5 3\"";
+        case xcGraphicProps::ePenDashDot:
+            return " stroke-dasharray=\"6 3 1.5 3\"";
+        default:
+            return "";
     }
 }
 
 }  // namespace
 
-void xc_SvgPainter::stroke_(const std::string& element, const xcGraphicProps& props,
-                            bool filled) {
+void xc_SvgPainter::stroke_(const std::string& element, const xcGraphicProps& props, bool filled) {
     const long width = std::max(1L, props.penWidth());
     if (props.highlight()) {
         m_out += "<" + element + " class=\"halo\" fill=\"none\" stroke-width=\"" +
@@ -69,10 +72,9 @@ void xc_SvgPainter::ellipseArc(const xcEllipseArc2& arc, const xcGraphicProps& p
     const double span = arc.span().toDouble();
     const bool large = std::fabs(span) > std::numbers::pi;
     const bool sweep = span > 0.0;
-    std::string e = "path d=\"M " + point(arc.startPoint()) + " A " +
-                    xf_SvgNumber(el.xRadius()) + " " + xf_SvgNumber(el.yRadius()) + " " +
-                    rotation + " " + (large ? "1" : "0") + " " + (sweep ? "1" : "0") + " " +
-                    point(arc.endPoint()) + "\"";
+    std::string e = "path d=\"M " + point(arc.startPoint()) + " A " + xf_SvgNumber(el.xRadius()) +
+                    " " + xf_SvgNumber(el.yRadius()) + " " + rotation + " " + (large ? "1" : "0") +
+                    " " + (sweep ? "1" : "0") + " " + point(arc.endPoint()) + "\"";
     stroke_(e, props, false);
 }
 
@@ -89,8 +91,8 @@ void xc_SvgPainter::pointMark(const xcVector<2>& at, double size, const xcGraphi
 void xc_SvgPainter::label(const xcVector<2>& at, const std::wstring& text, double height,
                           const xcGraphicProps& props) {
     m_out += "<text x=\"" + xf_SvgNumber(at.x()) + "\" y=\"" + xf_SvgNumber(at.y()) +
-             "\" font-size=\"" + xf_SvgNumber(height) + "\" fill=\"" + props.color().hex() +
-             "\">" + xf_HtmlEscape(text) + "</text>";
+             "\" font-size=\"" + xf_SvgNumber(height) + "\" fill=\"" + props.color().hex() + "\">" +
+             xf_HtmlEscape(text) + "</text>";
 }
 
 void xc_SvgPainter::beginGraphic(const std::wstring& description) {

@@ -7,8 +7,8 @@
 namespace {
 
 xcGraphicHandle segment(double x0, double y0, double x1, double y1) {
-    return xcGraphicHandle(new xcGraphicSimple<xcLineSeg>(xcLineSeg({x0, y0}, {x1, y1}),
-                                                          xcColor::redColor()));
+    return xcGraphicHandle(
+        new xcGraphicSimple<xcLineSeg>(xcLineSeg({x0, y0}, {x1, y1}), xcColor::redColor()));
 }
 
 }  // namespace

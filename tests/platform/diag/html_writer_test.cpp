@@ -89,12 +89,11 @@ void fill(xcDiagObject& d) {
     r0->text(std::wstring(L"Size:\t20 x 10\nbad <tag>\n") + L'\0', L"Image info");
     xcGraphicList imageList;
     imageList.append(make(new xcGraphicWithFill<xcRect, xcGenRect>(xcRect(6, 4, 3, 2),
-                                                                    xcColor::greenColor(), false)));
+                                                                   xcColor::greenColor(), false)));
     r0->graphics(imageList, 1, L"Image area");
     xcGraphicList clientList;
-    clientList.append(make(new xcGraphicSimple<xcLineSeg>(xcLineSeg({20, 30}, {40, 50}),
-                                                          xcGraphicProps(xcColor::redColor(), 2,
-                                                                         0, false))));
+    clientList.append(make(new xcGraphicSimple<xcLineSeg>(
+        xcLineSeg({20, 30}, {40, 50}), xcGraphicProps(xcColor::redColor(), 2, 0, false))));
     clientList.append(make(new xcGraphicPointIcon({30, 40}, xcColor::yellowColor())));
     clientList.append(make(new xcGraphicSimple<xcEllipseArc2>(
         xcEllipseArc2(xcEllipse2({30, 40}, 4, 4), xcRadian(0.0), xcRadian(std::numbers::pi / 2)),
@@ -107,8 +106,8 @@ void fill(xcDiagObject& d) {
 
     d.level(1);
     xcGraphicList needle;
-    needle.append(make(new xcGraphicSimple<xcLineSeg>(xcLineSeg({10, 20}, {12, 20}),
-                                                      xcColor::greenColor())));
+    needle.append(
+        make(new xcGraphicSimple<xcLineSeg>(xcLineSeg({10, 20}, {12, 20}), xcColor::greenColor())));
     xf_AddGraphics(&d, needle, L"Character 'A' Result #0", 2);  // drawn on record 0's image
     xf_AddText(&d, std::wstring(L"Found Char Model 'A'\n") + L'\0', L"Result details");
     d.level(2);
@@ -116,8 +115,8 @@ void fill(xcDiagObject& d) {
     xf_AddImage(&d, mask, L"mask", true);
     d.level(0);
     xcGraphicList free;
-    free.append(make(new xcGraphicSimple<xcLineSeg>(xcLineSeg({0, 0}, {100, 50}),
-                                                    xcColor::redColor())));
+    free.append(
+        make(new xcGraphicSimple<xcLineSeg>(xcLineSeg({0, 0}, {100, 50}), xcColor::redColor())));
     xf_AddGraphics(&d, free, L"No image here", 1);
 }
 
@@ -143,8 +142,7 @@ TEST(DiagHtml, WritesEveryRecordNestedWithMappedGraphics) {
     EXPECT_EQ(back.get(0, 0), 5 * 8 + 3);
     EXPECT_EQ(back.get(19, 9), 24 * 8 + 12);
     // No temporary folders left beside the report.
-    for (const auto& e : fs::directory_iterator(tmp.path))
-        EXPECT_EQ(e.path().filename(), "report");
+    for (const auto& e : fs::directory_iterator(tmp.path)) EXPECT_EQ(e.path().filename(), "report");
 
     // Every record, its title escaped, nested by level.
     EXPECT_NE(html.find("Input &lt;image&gt; &amp; &quot;friends&quot;"), std::string::npos);
@@ -168,8 +166,9 @@ TEST(DiagHtml, WritesEveryRecordNestedWithMappedGraphics) {
     EXPECT_EQ(html.find("\u2400"), std::string::npos);
 
     // Image coordinates less the window offset (5, 3).
-    EXPECT_NE(layer(html, 0, 0).find("<polygon points=\"1,1 4,1 4,3 1,3\" stroke=\"#00dc00\" "
-                                     "stroke-width=\"1\" fill=\"none\"/>"),
+    EXPECT_NE(layer(html, 0, 0)
+                  .find("<polygon points=\"1,1 4,1 4,3 1,3\" stroke=\"#00dc00\" "
+                        "stroke-width=\"1\" fill=\"none\"/>"),
               std::string::npos);
     // Client coordinates through the inverse of client = 2 image + (10, 20), less (5, 3).
     const std::string client = layer(html, 0, 1);
