@@ -26,7 +26,9 @@ constexpr std::int64_t kNoDeadline = INT64_MAX;
 const std::atomic<unsigned> gNoRequests{0};
 
 // The per-thread state of the fast path. Plain data with a constant initialiser, so that the
-// access is a single thread-pointer-relative load, with no guard or registration.
+// access is a single thread-pointer-relative load, with no guard or registration. The
+// initial-exec model puts these 48 bytes in the static TLS block: always there for a library
+// loaded with the program; a library dlopen'ed later uses glibc's spare static TLS for it.
 struct xc_AttentionTls {
     const std::atomic<unsigned>* pending;  // the record's requests, or gNoRequests
     std::int64_t deadline;                 // effective deadline, steady-clock ns
