@@ -19,9 +19,7 @@ struct xc_NccModelData {
 
 namespace {
 
-constexpr long kMaxSide = 32767;
 constexpr long kRefineRadius = 2;  // a candidate is searched +-2 pixels at each finer level
-constexpr long kScanBand = 16;     // rows of placements between two attention polls
 
 long minCoarseSide(long accuracy) {
     switch (accuracy) {
@@ -76,6 +74,7 @@ double overlapFraction(const xcVector<2>& a, const xcVector<2>& b, double w, dou
 // Score of a placement at one level, -1 outside the valid placements.
 double scoreAt(const xc_NccTemplate& t, const xc_NccPlane& p, long x, long y) {
     if (x < 0 || y < 0 || x > p.width - t.width || y > p.height - t.height) return -1.0;
+    xf_NccPoll();
     const xc_NccSums s = xf_NccSums(t, p, x, y, 0, t.height);
     return xf_NccScore(t.n, t.st, t.stt, s.si, s.sii, s.sti);
 }
@@ -134,8 +133,11 @@ void xcNccSearchModel::train(const xcPelBuffer_const<unsigned char>& image,
     const xcPelRect win = image.window();
     if (mask.isBound() && !(mask.window() == win))
         throw xcBadArgument(L"NCC search training: the mask's window differs from the image's");
-    if (win.width() > kMaxSide || win.height() > kMaxSide)
-        throw xcBadArgument(L"NCC search training: the model is larger than 32767 pixels");
+    if (win.width() > kNccMaxSide || win.height() > kNccMaxSide ||
+        win.width() * win.height() > kNccMaxArea)
+        throw xcBadArgument(
+            L"NCC search training: the model is too large (at most 32767 pixels a side and "
+            L"4194304 pixels)");
     if (!image.clientFromImageXformBase().isLinear())
         throw xcBadArgument(L"NCC search training: the image's client transform is not linear");
     const xcVector<2> clientOrigin = image.imageFromClientXform().mapPoint(xcVector<2>(0.0, 0.0));
@@ -212,9 +214,10 @@ void xcNccSearchModel::run(const xcPelBuffer_const<unsigned char>& image,
     std::vector<float> scores(static_cast<std::size_t>(nx * ny));
     xc_NccIntegral integral;
     if (!tc.masked) integral.build(pc);
-    for (long y = 0; y < ny; y += kScanBand) {
+    const long band = std::max(1L, kNccPollWork / (nx * tc.pitch * tc.height));
+    for (long y = 0; y < ny; y += band) {
         xf_NccPoll();
-        xf_NccScanRows(tc, pc, tc.masked ? nullptr : &integral, y, std::min(ny, y + kScanBand),
+        xf_NccScanRows(tc, pc, tc.masked ? nullptr : &integral, y, std::min(ny, y + band),
                        &scores[y * nx], nx);
     }
 
@@ -255,7 +258,6 @@ void xcNccSearchModel::run(const xcPelBuffer_const<unsigned char>& image,
     std::vector<Hit> hits;
     std::vector<xcVector<2>> sure;  // distinct hits at or above the confusion threshold
     for (const Candidate& c0 : cands) {
-        xf_NccPoll();
         Candidate c = c0;
         for (long k = top - 1; k >= 0; --k) {
             const xc_NccTemplate& t = d.levels[k];

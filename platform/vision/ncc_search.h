@@ -34,10 +34,10 @@ public:
     // is >= 128 are cared for. The model's client frame is the image's client frame, which must
     // be linear.
     // Throws xcPel::UnboundWindow for an unbound image, xcBadArgument when the mask's window
-    // differs from the image's, a side exceeds 32767 pixels, the client transform is not linear,
-    // or the care pixels have no contrast (fewer than 2 of them, or all of one value). A failed
-    // training leaves the model as it was. diag and flags are accepted for the tools' common
-    // calling convention; training makes no diagnostic records.
+    // differs from the image's, a side exceeds 32767 pixels or the area 4194304 pixels, the
+    // client transform is not linear, or the care pixels have no contrast (fewer than 2 of
+    // them, or all of one value). A failed training leaves the model as it was. diag and flags
+    // are accepted for the tools' common calling convention; training makes no records.
     void train(const xcPelBuffer_const<unsigned char>& image,
                const xcNccSearchTrainParams& params = xcNccSearchTrainParams(),
                xcDiagObject* diag = nullptr, unsigned long flags = 0);

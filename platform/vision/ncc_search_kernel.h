@@ -19,8 +19,17 @@
 #include "platform/core/vector.h"
 
 // Raises a caller's pending cancellation or expired time-out (the core library's attention
-// check). Long loops of the correlation tools call it every few hundred microseconds of work.
+// check). Long loops of the correlation tools call it every few tens of microseconds of work.
 void xf_NccPoll();
+
+// Size limits of a correlation template. With at most kMaxArea pixels every sum and product of
+// sums of a placement fits in 64 bits (kMaxArea^2 * 255^2 < 2^63), and with rows of at most
+// kMaxSide pixels a row's sum of products fits in 32 bits.
+constexpr long kNccMaxSide = 32767;
+constexpr long kNccMaxArea = 1L << 22;
+
+// Work between two attention polls, in template pixels times placements.
+constexpr long kNccPollWork = 1L << 16;
 
 // An 8-bit plane whose rows are followed by at least kPad zero bytes, so that a template row
 // padded to a multiple of 16 may be read from any placement inside the plane.

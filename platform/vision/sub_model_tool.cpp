@@ -21,7 +21,6 @@ struct xc_SubModelData {
 
 namespace {
 
-constexpr long kMaxSide = 32767;
 constexpr double kLinearTolerance = 1e-6;
 
 void copyWindow(const xcPelBuffer_const<unsigned char>& image, xc_NccPlane& p) {
@@ -62,8 +61,11 @@ void xc_SubModelTool::train(const xcFlexSubModel& model,
                             unsigned long) {
     const xcPelBuffer_const<unsigned char>& image = model.image();
     const xcPelRect win = image.window();  // throws for an empty sub-model
-    if (win.width() > kMaxSide || win.height() > kMaxSide)
-        throw xcBadArgument(L"Sub-model training: the model is larger than 32767 pixels");
+    if (win.width() > kNccMaxSide || win.height() > kNccMaxSide ||
+        win.width() * win.height() > kNccMaxArea)
+        throw xcBadArgument(
+            L"Sub-model training: the model is too large (at most 32767 pixels a side and "
+            L"4194304 pixels)");
     if (!image.clientFromImageXformBase().isLinear())
         throw xcBadArgument(L"Sub-model training: the image's client transform is not linear");
 
@@ -183,10 +185,15 @@ void xc_SubModelTool::run(const xcPelBuffer_const<unsigned char>& image,
     const long ay0 = iw.y() - f.y(), ay1 = ay0 + iw.height();
     std::vector<double> r2(static_cast<std::size_t>(nx * ny));
     std::vector<double> coverage(r2.size());
+    const long pollEvery = std::max(1L, kNccPollWork / (t.pitch * t.height));
+    long untilPoll = 0;
     for (long py = 0; py < ny; ++py) {
-        xf_NccPoll();
         const long v0 = std::max(0L, ay0 - py), v1 = std::min(h, ay1 - py);
         for (long px = 0; px < nx; ++px) {
+            if (--untilPoll <= 0) {
+                xf_NccPoll();
+                untilPoll = pollEvery;
+            }
             const long u0 = std::max(0L, ax0 - px), u1 = std::min(w, ax1 - px);
             xc_NccFullSums s;
             if (fast) {

@@ -40,8 +40,8 @@ public:
     // Trains on the sub-model's image window and mask. The image's client-from-image transform
     // must be linear. A pattern without contrast trains, and every placement then scores 0.
     // Throws xcPel::UnboundWindow for an empty sub-model, xcBadArgument for a non-linear client
-    // transform or a side over 32767 pixels; a failed training leaves the tool as it was.
-    // diag and flags: the tool makes no diagnostic records.
+    // transform, a side over 32767 pixels or an area over 4194304 pixels; a failed training
+    // leaves the tool as it was. diag and flags: the tool makes no diagnostic records.
     void train(const xcFlexSubModel& model, const xcFlexSubModelCorTrainParams& params,
                xcDiagObject* diag = nullptr, unsigned long flags = 0);
 

@@ -507,3 +507,19 @@ TEST(NccSearchModel, CallersTimeOutEndsALongSearch) {
     EXPECT_NEAR(rs.result(0).location().y(), 0.0, 0.01);
     EXPECT_GT(rs.time(), 2.0);
 }
+
+TEST(NccSearchModel, RejectsModelsTooLargeForExactSums) {
+    // 2049 x 2048 pixels pass the side limit but not the area limit.
+    xcPelBuffer<unsigned char> big(2049, 2048);
+    big.set(5, 5, 9);
+    xcNccSearchModel m;
+    try {
+        m.train(big);
+        FAIL();
+    } catch (const xcBadArgument& e) {
+        EXPECT_EQ(e.string(),
+                  L"NCC search training: the model is too large (at most 32767 pixels a side and "
+                  L"4194304 pixels)");
+    }
+    EXPECT_FALSE(m.isTrained());
+}
