@@ -14,6 +14,7 @@ struct xc_SubModelData {
     xcFlexSubModelCorTrainParams params;
     xcPelRect window;            // the model's window, model image coordinates
     xcXform<2> clientFromImage;  // the model image's client-from-image transform
+    xcXform<2> imageFromClient;  // and its inverse
     xc_NccTemplate t;
     xc_NccIntegral integral;  // of the care values (0 at don't-care pixels)
     xc_NccIntegral count;     // of the care plane (1 at care pixels): its sums count them
@@ -74,6 +75,7 @@ void xc_SubModelTool::train(const xcFlexSubModel& model,
     d->params = params;
     d->window = win;
     d->clientFromImage = image.clientFromImageXform();
+    d->imageFromClient = d->clientFromImage.inverse();  // throws xcMath::Singular
     xc_NccPlane values, care;
     copyWindow(image, values);
     const xcPelBuffer_const<unsigned char>& mask = model.mask();
@@ -120,6 +122,8 @@ void xc_SubModelTool::run(const xcPelBuffer_const<unsigned char>& image,
     const xcXform<2> imageClient = image.clientFromImageXform();  // throws when not linear
     const xcXform<2> k = imageClient.inverse() * startPose.xform() * d.clientFromImage;
     const xcMatrix<2>& km = k.matrix();
+    if (!std::isfinite(km(0, 0) + km(0, 1) + km(1, 0) + km(1, 1) + k.trans().x() + k.trans().y()))
+        throw xcBadArgument(L"Sub-model run: the start pose is not finite");
     if (std::fabs(km(0, 0) - 1.0) > kLinearTolerance || std::fabs(km(0, 1)) > kLinearTolerance ||
         std::fabs(km(1, 0)) > kLinearTolerance || std::fabs(km(1, 1) - 1.0) > kLinearTolerance)
         throw xcBadArgument(
@@ -250,8 +254,7 @@ void xc_SubModelTool::run(const xcPelBuffer_const<unsigned char>& image,
         s3, bx > 0 && bx + 1 < nx, by > 0 && by + 1 < ny,
         corners ? xc_NccPeakFit::eQuadratic : xc_NccPeakFit::eSeparable);
     const xcVector<2> offset(dxMin + bx + sub.x(), dyMin + by + sub.y());
-    const xc2XformLinear pose(imageClient * xcXform<2>::translation(offset) *
-                              d.clientFromImage.inverse());
+    const xc2XformLinear pose(imageClient * xcXform<2>::translation(offset) * d.imageFromClient);
     std::vector<xcVector<2>> mapped;
     mapped.reserve(points.size());
     for (const xcVector<2>& p : points) mapped.push_back(pose.mapPoint(p));

@@ -39,9 +39,10 @@ public:
 
     // Trains on the sub-model's image window and mask. The image's client-from-image transform
     // must be linear. A pattern without contrast trains, and every placement then scores 0.
-    // Throws xcPel::UnboundWindow for an empty sub-model, xcBadArgument for a non-linear client
-    // transform, a side over 32767 pixels or an area over 4194304 pixels; a failed training
-    // leaves the tool as it was. diag and flags: the tool makes no diagnostic records.
+    // Throws xcPel::UnboundWindow for an empty sub-model, xcMath::Singular for a singular client
+    // transform, xcBadArgument for a non-linear one, a side over 32767 pixels or an area over
+    // 4194304 pixels; a failed training leaves the tool as it was. diag and flags: the tool
+    // makes no diagnostic records.
     void train(const xcFlexSubModel& model, const xcFlexSubModelCorTrainParams& params,
                xcDiagObject* diag = nullptr, unsigned long flags = 0);
 
@@ -57,10 +58,11 @@ public:
     // when it scores at least the accept threshold (nothing otherwise, or when no offset keeps
     // the model within the partial match margins).
     // Throws xcBadArgument when the tool is not trained, the mask's window differs from the
-    // image's, the image's client transform is not linear, or the start pose would turn, scale
-    // or shear the model's pixel grid against the image's (by more than 1e-6); xcPel::
-    // UnboundWindow for an unbound image; and the core library's attention errors. `results`
-    // is then left empty. diag and flags: no diagnostic records.
+    // image's, the image's client transform is not linear, or the start pose is not finite or
+    // would turn, scale or shear the model's pixel grid against the image's (by more than
+    // 1e-6); xcMath::Singular for a singular image transform; xcPel::UnboundWindow for an
+    // unbound image; and the core library's attention errors. `results` is then left empty.
+    // diag and flags: no diagnostic records.
     void run(const xcPelBuffer_const<unsigned char>& image,
              const xcPelBuffer_const<unsigned char>& mask, const xc2XformLinear& startPose,
              const xcFlexSubModelCorRunParams& params, const std::vector<xcVector<2>>& points,

@@ -321,6 +321,9 @@ TEST(SubModelTool, ErrorsLeaveStateUnchanged) {
                   L"without rotation, scale or shear");
     }
     EXPECT_TRUE(rs.empty());
+    EXPECT_THROW(tool.run(a, xc2XformLinear(xcXform<2>::translation({NAN, 0.0})),
+                          compileParams(), {}, rs),
+                 xcBadArgument);
     EXPECT_THROW(tool.run(a, wrongMask, xc2XformLinear(), compileParams(), {}, rs), xcBadArgument);
     // The same scale in both client frames is fine.
     xcPelBuffer<unsigned char> scaled = strokes(kA);
