@@ -1,0 +1,232 @@
+#include "oc/font/key_set.h"
+
+#include <gtest/gtest.h>
+
+#include "font_test_util.h"
+
+using namespace font_test;
+
+namespace {
+
+using Keys = std::vector<long>;
+
+const wchar_t* const kIndicesNotValid =
+    L"At least one of the current key indices is not valid for specified set of possible keys.";
+const wchar_t* const kOnlyOne = L"Set of current key indices must contain only one element.";
+const wchar_t* const kNotMember = L"The specified key is not a member of the key set.";
+const wchar_t* const kNoOverride = L"There are no confusion keys overrides for the specified key.";
+
+// Writes a key set of an older version: keys, then the current index (version 0) or the
+// current indices (version 1).
+std::vector<unsigned char> olderKeySet(std::uint8_t version, Keys keys, Keys current) {
+    xcArchive out;
+    out || version || keys;
+    if (version == 0) {
+        long index = current.at(0);
+        out || index;
+    } else {
+        out || current;
+    }
+    return out.bytes();
+}
+
+}  // namespace
+
+TEST(OCKeySet, DefaultIsAWildCard) {
+    const xcOCKeySet ks;
+    EXPECT_TRUE(ks.isCurrentWildcard());
+    EXPECT_EQ(ks.currentKeyIndex(), -1);
+    EXPECT_TRUE(ks.keys().empty());
+    EXPECT_OC_ERROR(ks.currentKey(), xcOCDefs::BadKey, L"Wild-card characters have no key.");
+    EXPECT_OC_ERROR(ks.currentKeys(), xcOCDefs::BadKey, L"Wild-card characters have no key index.");
+}
+
+TEST(OCKeySet, ConstructionValidatesKeysThenIndices) {
+    EXPECT_EQ(xcOCKeySet(Keys{5, 7}, 1).currentKey(), 7);
+    EXPECT_OC_ERROR(xcOCKeySet(Keys{5, 7}, 2), xcOCDefs::BadIndex, kIndicesNotValid);
+    EXPECT_OC_ERROR(xcOCKeySet(Keys{5, 5}, 0), xcOCDefs::SameKey,
+                    L"Possible keys for a character position must be unique.");
+    // Repeated keys are reported before a bad index.
+    EXPECT_OC_ERROR(xcOCKeySet(Keys{5, 5}, 9), xcOCDefs::SameKey,
+                    L"Possible keys for a character position must be unique.");
+    EXPECT_OC_ERROR(xcOCKeySet(Keys{5, 7}, -2), xcOCDefs::BadIndex, kIndicesNotValid);
+    EXPECT_TRUE(xcOCKeySet(Keys{5, 7}, -1).isCurrentWildcard());
+    const xcOCKeySet two(Keys{5, 7, 9}, Keys{2, 0});
+    EXPECT_EQ(two.currentKeys(), (Keys{9, 5}));
+    EXPECT_OC_ERROR(xcOCKeySet(Keys{5, 7}, Keys{1, 1}), xcOCDefs::BadIndex,
+                    L"Key indices must be unique.");
+    EXPECT_OC_ERROR(xcOCKeySet(Keys{5, 5}, Keys{1, 1}), xcOCDefs::SameKey,
+                    L"Possible keys for a character position must be unique.");
+}
+
+TEST(OCKeySet, SeveralCurrentKeys) {
+    xcOCKeySet ks(Keys{5, 7}, 0);
+    ks.currentKeyIndices(Keys{0, 1});
+    EXPECT_EQ(ks.currentKeys(), (Keys{5, 7}));
+    EXPECT_FALSE(ks.isCurrentWildcard());
+    EXPECT_OC_ERROR(ks.currentKey(), xcOCDefs::BadParams, kOnlyOne);
+    EXPECT_OC_ERROR(ks.currentKeyIndex(), xcOCDefs::BadParams, kOnlyOne);
+    EXPECT_OC_ERROR(ks.currentKeyIndex(0), xcOCDefs::BadParams, kOnlyOne);
+    // A wild card first among several: the wild-card error comes before the count error.
+    ks.currentKeyIndices(Keys{-1, 1});
+    EXPECT_TRUE(ks.isCurrentWildcard());
+    EXPECT_OC_ERROR(ks.currentKey(), xcOCDefs::BadKey, L"Wild-card characters have no key.");
+    EXPECT_OC_ERROR(ks.currentKeys(), xcOCDefs::BadKey, L"Wild-card characters have no key index.");
+
+    ks.currentKeyIndices(Keys{});
+    EXPECT_FALSE(ks.isCurrentWildcard());
+    EXPECT_TRUE(ks.currentKeys().empty());
+    EXPECT_OC_ERROR(ks.currentKeyIndex(), xcOCDefs::BadParams, kOnlyOne);
+    EXPECT_OC_ERROR(ks.currentKey(), xcOCDefs::BadParams, kOnlyOne);
+}
+
+TEST(OCKeySet, FailedSettersChangeNothing) {
+    xcOCKeySet ks(Keys{5, 7, 9}, 2);
+    ks.confusionOverrides(5, Keys{7});
+    const xcOCKeySet before = ks;
+    EXPECT_OC_ERROR(ks.keys(Keys{1, 2}), xcOCDefs::BadIndex, kIndicesNotValid);
+    EXPECT_OC_ERROR(ks.keys(Keys{1, 1, 3}), xcOCDefs::SameKey,
+                    L"Possible keys for a character position must be unique.");
+    EXPECT_OC_ERROR(ks.currentKeyIndices(Keys{0, 3}), xcOCDefs::BadIndex, kIndicesNotValid);
+    EXPECT_OC_ERROR(ks.currentKeyIndices(Keys{3, 3}), xcOCDefs::BadIndex,
+                    L"Key indices must be unique.");
+    EXPECT_OC_ERROR(ks.currentKeyIndex(3), xcOCDefs::BadIndex,
+                    L"Current key index is not valid for specified set of possible keys.");
+    EXPECT_OC_ERROR(ks.currentKeyIndex(-2), xcOCDefs::BadIndex,
+                    L"Current key index is not valid for specified set of possible keys.");
+    EXPECT_TRUE(ks == before);
+    EXPECT_TRUE(ks.hasConfusionOverrides(5));
+
+    // A successful keys() keeps the current indices and drops every override.
+    ks.keys(Keys{1, 2, 3, 4});
+    EXPECT_EQ(ks.currentKey(), 3);
+    EXPECT_FALSE(ks.hasConfusionOverrides(1));
+    EXPECT_TRUE(ks.overrideKeys().empty());
+    ks.currentKeyIndex(-1);
+    EXPECT_TRUE(ks.isCurrentWildcard());
+}
+
+TEST(OCKeySet, ConfusionOverrides) {
+    xcOCKeySet ks(Keys{5, 7, 9}, 0);
+    EXPECT_OC_ERROR(ks.confusionOverrides(6, Keys{1}), xcOCDefs::BadKey, kNotMember);
+    EXPECT_OC_ERROR(ks.confusionOverrides(6), xcOCDefs::BadKey, kNotMember);
+    EXPECT_OC_ERROR(ks.confusionOverrides(5), xcOCDefs::BadKey, kNoOverride);
+    EXPECT_OC_ERROR(ks.removeConfusionOverrides(6), xcOCDefs::BadKey, kNotMember);
+    EXPECT_OC_ERROR(ks.removeConfusionOverrides(5), xcOCDefs::BadKey, kNoOverride);
+    EXPECT_OC_ERROR(ks.hasConfusionOverrides(6), xcOCDefs::BadKey, kNotMember);
+
+    ks.confusionOverrides(5, Keys{7, 1000});  // the list is not checked
+    ks.confusionOverrides(7, Keys{});
+    ks.confusionOverrides(9, Keys{5});
+    ks.confusionOverrides(5, Keys{9});  // replaces
+    EXPECT_EQ(ks.confusionOverrides(5), (Keys{9}));
+    EXPECT_EQ(ks.overrideKeys(), (Keys{5, 7, 9}));
+    // Removing the first moves the last into its place.
+    ks.removeConfusionOverrides(5);
+    EXPECT_EQ(ks.overrideKeys(), (Keys{9, 7}));
+    EXPECT_EQ(ks.confusionOverrides(9), (Keys{5}));
+    EXPECT_FALSE(ks.hasConfusionOverrides(5));
+    EXPECT_TRUE(ks.hasConfusionOverrides(7));
+}
+
+TEST(OCKeySet, EqualityIgnoresTheOrderOfOverrides) {
+    xcOCKeySet a(Keys{5, 7, 9}, 0), b(Keys{5, 7, 9}, 0);
+    a.confusionOverrides(5, Keys{7, 9});
+    a.confusionOverrides(9, Keys{5});
+    b.confusionOverrides(9, Keys{5});
+    b.confusionOverrides(5, Keys{7, 9});
+    EXPECT_TRUE(a == b);
+    b.confusionOverrides(5, Keys{9, 7});  // list order matters
+    EXPECT_TRUE(a != b);
+    b.confusionOverrides(5, Keys{7, 9});
+    b.confusionOverrides(7, Keys{});
+    EXPECT_FALSE(a == b);
+    EXPECT_FALSE(xcOCKeySet(Keys{5, 7}, 0) == xcOCKeySet(Keys{7, 5}, 1));
+    EXPECT_FALSE(xcOCKeySet(Keys{5, 7}, 0) == xcOCKeySet(Keys{5, 7}, Keys{0, 1}));
+}
+
+TEST(OCKeySet, FromCharacterNames) {
+    // Two characters share the name "o"; "0" is another.
+    const auto alpha = xcPtrHandle_const<xcOCAlphabet>(new xcOCAlphabet(
+        ConstModels{normalModel(1, L"o"), normalModel(2, L"0"), normalModel(3, L"o")}, 0.5,
+        false));
+    const xcOCKeySet ks(alpha, {L"0", L"o"}, L"o");
+    EXPECT_EQ(ks.keys(), (Keys{2, 1, 3}));
+    EXPECT_EQ(ks.currentKeyIndices(), (Keys{1, 2}));
+    EXPECT_EQ(xcOCKeySet(alpha, {L"o", L"0"}, L"0").currentKey(), 2);
+
+    EXPECT_OC_ERROR(xcOCKeySet(alpha, {L"o", L"x", L"o"}, L"o"), xcOCDefs::SameKey,
+                    L"Possible character names for a character position must be unique.");
+    EXPECT_OC_ERROR(xcOCKeySet(alpha, {L"o", L"x"}, L"q"), xcOCDefs::BadKey,
+                    L"At least one of the character names is not found in the supplied alphabet.");
+    EXPECT_OC_ERROR(xcOCKeySet(alpha, {L"o", L"0"}, L"q"), xcOCDefs::BadIndex,
+                    L"Current character is not valid for specified set of possible character "
+                    L"names.");
+    EXPECT_OC_ERROR(xcOCKeySet(xcPtrHandle_const<xcOCAlphabet>(), {L"o"}, L"o"),
+                    xcOCDefs::BadParams, L"Alphabet must point to a valid object.");
+}
+
+TEST(OCKeySet, ArchiveRoundTripOfTheCurrentVersion) {
+    xcOCKeySet ks(Keys{-5, 7, 2147483647}, Keys{2, 0});
+    ks.confusionOverrides(7, Keys{-5, 11});
+    ks.confusionOverrides(-5, Keys{});
+    xcArchive out;
+    out || ks;
+    const std::vector<unsigned char>& b = out.bytes();
+    EXPECT_EQ(b[kBodyOffset], 2);  // version
+    EXPECT_EQ(b[kBodyOffset + 1], 0);  // vector version of the keys
+    EXPECT_EQ(b[kBodyOffset + 2], 3);  // key count
+    xcOCKeySet back;
+    loadValue(b, back);
+    EXPECT_TRUE(back == ks);
+    EXPECT_EQ(back.overrideKeys(), ks.overrideKeys());
+    EXPECT_EQ(back.currentKeyIndices(), (Keys{2, 0}));
+}
+
+TEST(OCKeySet, OlderVersionsReadWithoutOverrides) {
+    xcOCKeySet target(Keys{1, 2, 3}, 0);
+    target.confusionOverrides(1, Keys{2});
+    loadValue(olderKeySet(0, Keys{10, 11, 12, 13}, Keys{3}), target);
+    EXPECT_EQ(target.keys(), (Keys{10, 11, 12, 13}));
+    EXPECT_EQ(target.currentKeyIndices(), (Keys{3}));
+    EXPECT_EQ(target.currentKey(), 13);
+    EXPECT_TRUE(target.overrideKeys().empty());
+
+    target.confusionOverrides(10, Keys{11});
+    loadValue(olderKeySet(1, Keys{4, 5}, Keys{1, -1}), target);
+    EXPECT_EQ(target.currentKeyIndices(), (Keys{1, -1}));
+    EXPECT_TRUE(target.overrideLists().empty());
+    EXPECT_TRUE(target.isCurrentWildcard());
+
+    // Reading does not validate: an index beyond the keys reads, and queries refuse it.
+    loadValue(olderKeySet(0, Keys{4}, Keys{3}), target);
+    EXPECT_EQ(target.currentKeyIndex(), 3);
+    EXPECT_OC_ERROR(target.currentKey(), xcOCDefs::BadIndex, kIndicesNotValid);
+}
+
+TEST(OCKeySet, TooNewVersionNamesTheSubsystem) {
+    xcOCKeySet ks(Keys{1}, 0);
+    std::vector<unsigned char> b = storeValue(ks);
+    b[kBodyOffset] = 3;
+    xcOCKeySet target(Keys{8, 9}, 1);
+    const xcOCKeySet before = target;
+    try {
+        loadValue(b, target);
+        ADD_FAILURE() << "version 3 was accepted";
+    } catch (const xcArchive::UnknownVersion& e) {
+        EXPECT_EQ(e.className(), L"oc/oc");
+        EXPECT_EQ(e.number(), 1573);
+    }
+    EXPECT_TRUE(target == before);
+    // A vector version other than 0 inside the key set.
+    b = storeValue(ks);
+    b[kBodyOffset + 1] = 1;
+    try {
+        loadValue(b, target);
+        ADD_FAILURE() << "vector version 1 was accepted";
+    } catch (const xcArchive::UnknownVersion& e) {
+        EXPECT_EQ(e.className(), L"");
+        EXPECT_EQ(e.number(), 0);
+    }
+    EXPECT_TRUE(target == before);
+}
