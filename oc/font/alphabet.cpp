@@ -43,7 +43,7 @@ xcOCAlphabet::xcOCAlphabet(const Models& characters, double confusionThreshold, 
     : xcOCAlphabet(toConst_(characters), confusionThreshold, compile, name) {}
 
 xcOCAlphabet::xcOCAlphabet(const xcOCAlphabet& o)
-    : xcPersistent(o), xcRepBase(), m_compiled(false) {
+    : xcRepBase(), xcPersistent(o), m_compiled(false) {
     *this = o;
 }
 
@@ -224,7 +224,15 @@ bool xfRealEq(const xcOCAlphabet& a, const xcOCAlphabet& b, double tolerance) {
 
 // ---- Persistence -------------------------------------------------------------------------
 
-XC_OC_DISPATCH_LEVEL_(xcOCAlphabet)
+// The visited test, the version byte (written as the current version 1; the byte read
+// replaces it), this level, then the visited mark.
+void xcOCAlphabet::dispatchSerialize(xcArchive& ar) {
+    if (xcPersistent::haveVisited(ar, this, sizeof(xcOCAlphabet))) return;
+    std::uint8_t version = 1;
+    ar || version;
+    serialize_(ar, version);
+    xcPersistent::setVisited(ar, this, sizeof(xcOCAlphabet));
+}
 
 // Version 1: name, threshold, characters (persistent pointers, so shared models are written
 // once), compiled flag, matrix, offsets. Version 0 stops after the compiled flag; such an

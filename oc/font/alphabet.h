@@ -27,7 +27,7 @@
 
 class xcDiagObject;
 
-class xcOCAlphabet : public xcPersistent, public xcRepBase {
+class xcOCAlphabet : public xcRepBase, public xcPersistent {
 public:
     using ConstModels = std::vector<xcPtrHandle_const<xcOCModel>>;
     using Models = std::vector<xcPtrHandle<xcOCModel>>;

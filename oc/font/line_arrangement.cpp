@@ -142,7 +142,15 @@ bool xcOCLineArrangement::operator==(const xcOCLineArrangement& o) const {
 
 // ---- Persistence -------------------------------------------------------------------------
 
-XC_OC_DISPATCH_LEVEL_(xcOCLineArrangement)
+// The visited test, the version byte (written as the current version 0; the byte read
+// replaces it), this level, then the visited mark.
+void xcOCLineArrangement::dispatchSerialize(xcArchive& ar) {
+    if (xcPersistent::haveVisited(ar, this, sizeof(xcOCLineArrangement))) return;
+    std::uint8_t version = 0;
+    ar || version;
+    serialize_(ar, version);
+    xcPersistent::setVisited(ar, this, sizeof(xcOCLineArrangement));
+}
 
 // Version 0: lines (persistent pointers: a line shared by several arrangements, or twice by
 // one, is written once), line poses, translation and rotation uncertainties, name. Reading

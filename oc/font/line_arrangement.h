@@ -14,7 +14,7 @@
 
 #include "oc/font/oc_line.h"
 
-class xcOCLineArrangement : public xcPersistent, public xcRepBase {
+class xcOCLineArrangement : public xcRepBase, public xcPersistent {
 public:
     using ConstLines = std::vector<xcPtrHandle_const<xcOCLine>>;
     using Lines = std::vector<xcPtrHandle<xcOCLine>>;

@@ -155,7 +155,15 @@ xcArchive& operator||(xcArchive& ar, xcOCModel::CharType& type) {
 
 // ---- Persistence -------------------------------------------------------------------------
 
-XC_OC_DISPATCH_LEVEL_(xcOCModel)
+// The visited test, the version byte (written as the current version 1; the byte read
+// replaces it), this level, then the visited mark.
+void xcOCModel::dispatchSerialize(xcArchive& ar) {
+    if (xcPersistent::haveVisited(ar, this, sizeof(xcOCModel))) return;
+    std::uint8_t version = 1;
+    ar || version;
+    serialize_(ar, version);
+    xcPersistent::setVisited(ar, this, sizeof(xcOCModel));
+}
 
 // Version 1: key, image, mask, type, name, description, image area. Version 0 has no
 // description (read as empty). The fields are read into locals and stored together at the

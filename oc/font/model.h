@@ -29,7 +29,7 @@
 #include "platform/core/rep_base.h"
 #include "platform/core/xform.h"
 
-class xcOCModel : public xcPersistent, public xcRepBase {
+class xcOCModel : public xcRepBase, public xcPersistent {
 public:
     // The underlying type is fixed so that any value read from an archive is representable
     // (reports name values other than 0 and 1 as invalid).

@@ -201,7 +201,15 @@ bool xcOCLine::operator==(const xcOCLine& o) const {
 
 // ---- Persistence -------------------------------------------------------------------------
 
-XC_OC_DISPATCH_LEVEL_(xcOCLine)
+// The visited test, the version byte (written as the current version 0; the byte read
+// replaces it), this level, then the visited mark.
+void xcOCLine::dispatchSerialize(xcArchive& ar) {
+    if (xcPersistent::haveVisited(ar, this, sizeof(xcOCLine))) return;
+    std::uint8_t version = 0;
+    ar || version;
+    serialize_(ar, version);
+    xcPersistent::setVisited(ar, this, sizeof(xcOCLine));
+}
 
 // Version 0: key sets, alphabet (a persistent pointer: an alphabet shared by several lines is
 // written once), poses, scales, translation, rotation and scale uncertainties, name. Reading

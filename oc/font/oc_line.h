@@ -22,7 +22,7 @@
 #include "oc/font/key_set.h"
 #include "platform/core/rigid.h"
 
-class xcOCLine : public xcPersistent, public xcRepBase {
+class xcOCLine : public xcRepBase, public xcPersistent {
 public:
     using ModelHandle = xcPtrHandle_const<xcOCModel>;
 

@@ -7,6 +7,7 @@
 #include <numbers>
 
 #include "font_test_util.h"
+#include "platform/core/pel_ops.h"
 
 using namespace font_test;
 
@@ -147,7 +148,10 @@ TEST(OCModel, FailedSettersLeaveTheModelUnchanged) {
     EXPECT_OC_ERROR(blank.image(img), xcOCDefs::NotImplemented,
                     L"Bound images are not supported for blank characters");
     EXPECT_FALSE(blank.image().isBound());
-    blank.mask(Buffer(2, 2));  // nothing bound to compare the mask window with
+    // A blank model's mask has no image window to match, but must hold the area.
+    EXPECT_OC_ERROR(blank.mask(Buffer(2, 2)), xcOCDefs::BadParams, kAreaMsg);
+    EXPECT_FALSE(blank.mask().isBound());
+    blank.mask(Buffer(4, 5));
     EXPECT_TRUE(blank.mask().isBound());
 }
 
