@@ -8,7 +8,8 @@
 
 namespace {
 
-const wchar_t* const kNoSuchKey = L"The character for the specified key does not exist in the alphabet.";
+const wchar_t* const kNoSuchKey =
+    L"The character for the specified key does not exist in the alphabet.";
 const wchar_t* const kSuppliedKeysIdentical =
     L"The keys for at least two of the supplied characters are identical.";
 
@@ -31,8 +32,8 @@ std::vector<long> keysOf(const xcOCAlphabet::ConstModels& characters) {
 
 xcOCAlphabet::xcOCAlphabet() = default;
 
-xcOCAlphabet::xcOCAlphabet(const ConstModels& characters, double confusionThreshold,
-                           bool compile, const std::wstring& name)
+xcOCAlphabet::xcOCAlphabet(const ConstModels& characters, double confusionThreshold, bool compile,
+                           const std::wstring& name)
     : m_compiled(false), m_name(name) {
     this->confusionThreshold(confusionThreshold);
     this->characters(characters, compile);

@@ -15,8 +15,8 @@ void xf_CheckPlacementUncertainties(double t, xcRadian r, double s) {
 void xf_RectEncloser::add(const xcRect& part) {
     if (!m_bInverse) m_bInverse = m_b.inverse();
     const xcPolygon corners(std::vector<xcVector<2>>{part.ul(), part.ur(), part.lr(), part.ll()});
-    const xcRect e = xfEncloseRect(corners.map(*m_bInverse), m_ab, m_c, m_t, m_t, m_r, m_s, 0.0,
-                                   0.0, 0.0, 1);
+    const xcRect e =
+        xfEncloseRect(corners.map(*m_bInverse), m_ab, m_c, m_t, m_t, m_r, m_s, 0.0, 0.0, 0.0, 1);
     if (m_first) {
         m_result = e;
         m_first = false;

@@ -8,16 +8,15 @@ void checkLineIndex(const xcOCLineArrangement& arrangement, long lineIndex) {
 }
 
 // The worker of the four key changes.
-xcPtrHandle<xcOCLineArrangement> changeKeys(const xcOCLineArrangement& arrangement,
-                                            long lineIndex, long positionIndex,
-                                            const std::vector<long>& keys, bool wildcard) {
+xcPtrHandle<xcOCLineArrangement> changeKeys(const xcOCLineArrangement& arrangement, long lineIndex,
+                                            long positionIndex, const std::vector<long>& keys,
+                                            bool wildcard) {
     if (keys.empty())
         throw xcOCDefs::BadKey(L"At least one of the keys is not found in the alphabet.");
     checkLineIndex(arrangement, lineIndex);
     const auto ul = static_cast<std::size_t>(lineIndex);
     const xcOCLine& line = *arrangement.lines()[ul];
-    if (positionIndex < 0 ||
-        positionIndex >= static_cast<long>(line.keySetSequence().size()))
+    if (positionIndex < 0 || positionIndex >= static_cast<long>(line.keySetSequence().size()))
         throw xcOCDefs::BadParams(L"The supplied position index is not valid.");
     const auto up = static_cast<std::size_t>(positionIndex);
 
@@ -32,7 +31,8 @@ xcPtrHandle<xcOCLineArrangement> changeKeys(const xcOCLineArrangement& arrangeme
             for (std::size_t i = 0; i < possible.size() && index == -1; ++i)
                 if (possible[i] == key) index = static_cast<long>(i);
             if (index == -1)
-                throw xcOCDefs::BadKey(L"The specified key is not in the keySet for this position.");
+                throw xcOCDefs::BadKey(
+                    L"The specified key is not in the keySet for this position.");
             indices.push_back(index);
         }
     }
@@ -40,10 +40,10 @@ xcPtrHandle<xcOCLineArrangement> changeKeys(const xcOCLineArrangement& arrangeme
 
     std::vector<xcOCKeySet> keySets = line.keySetSequence();
     keySets[up] = keySet;
-    xcPtrHandle_const<xcOCLine> changed(new xcOCLine(
-        keySets, line.alphabet(), line.charPoses(), line.charScales(),
-        line.translationUncertainties(), line.rotationUncertainties(), line.scaleUncertainties(),
-        line.name()));
+    xcPtrHandle_const<xcOCLine> changed(
+        new xcOCLine(keySets, line.alphabet(), line.charPoses(), line.charScales(),
+                     line.translationUncertainties(), line.rotationUncertainties(),
+                     line.scaleUncertainties(), line.name()));
 
     xcOCLineArrangement::ConstLines lines = arrangement.lines();
     lines[ul] = changed;

@@ -21,8 +21,7 @@ xcPtrHandle<xcOCLineArrangement> xfOCChangeCurrentKey(const xcOCLineArrangement&
                                                       long lineIndex, long positionIndex);
 // Makes `key` the only current key of the position.
 xcPtrHandle<xcOCLineArrangement> xfOCChangeCurrentKey(const xcOCLineArrangement& arrangement,
-                                                      long lineIndex, long positionIndex,
-                                                      long key);
+                                                      long lineIndex, long positionIndex, long key);
 // Makes the given keys current, in the given order.
 xcPtrHandle<xcOCLineArrangement> xfOCChangeCurrentKeys(const xcOCLineArrangement& arrangement,
                                                        long lineIndex, long positionIndex,

@@ -23,8 +23,7 @@ bool hasDuplicate(const std::vector<T>& v) {
 
 bool indicesFit(const std::vector<long>& indices, std::size_t numKeys) {
     const long n = static_cast<long>(numKeys);
-    return std::all_of(indices.begin(), indices.end(),
-                       [n](long i) { return i >= -1 && i < n; });
+    return std::all_of(indices.begin(), indices.end(), [n](long i) { return i >= -1 && i < n; });
 }
 
 }  // namespace

@@ -72,7 +72,8 @@ xcOCLineArrangement::xcOCLineArrangement(const ConstLines& lines,
     for (std::size_t l = 0; l < n; ++l) {
         // A NaN translation uncertainty passes (only values below 0 fail); a NaN rotation
         // uncertainty fails.
-        if (translationUncertainties[l] < 0) badParams(L"Line position uncertaintiesp must be >= 0");
+        if (translationUncertainties[l] < 0)
+            badParams(L"Line position uncertaintiesp must be >= 0");
         if (!(rotationUncertainties[l].toDouble() >= 0))
             badParams(L"Line rotation uncertainties must be >= 0");
     }
@@ -83,16 +84,16 @@ xcOCLineArrangement::xcOCLineArrangement(const Lines& lines, const xc2Rigid& ste
                                          double translationUncertainty,
                                          const xcRadian& rotationUncertainty,
                                          const std::wstring& name) {
-    *this = xcOCLineArrangement(toConst_(lines), step, translationUncertainty,
-                                rotationUncertainty, name);
+    *this = xcOCLineArrangement(toConst_(lines), step, translationUncertainty, rotationUncertainty,
+                                name);
 }
 
 xcOCLineArrangement::xcOCLineArrangement(const Lines& lines, const std::vector<xc2Rigid>& poses,
                                          double translationUncertainty,
                                          const xcRadian& rotationUncertainty,
                                          const std::wstring& name) {
-    *this = xcOCLineArrangement(toConst_(lines), poses, translationUncertainty,
-                                rotationUncertainty, name);
+    *this = xcOCLineArrangement(toConst_(lines), poses, translationUncertainty, rotationUncertainty,
+                                name);
 }
 
 xcOCLineArrangement::xcOCLineArrangement(const Lines& lines, const std::vector<xc2Rigid>& poses,
@@ -116,8 +117,7 @@ xcRect xcOCLineArrangement::encloseRect(const xcXform<2>& a, const xcXform<2>& b
                                         const xcXform<2>& c, double translationUncertainty,
                                         xcRadian rotationUncertainty, double scaleUncertainty,
                                         bool includeConfusable) const {
-    xf_CheckPlacementUncertainties(translationUncertainty, rotationUncertainty,
-                                   scaleUncertainty);
+    xf_CheckPlacementUncertainties(translationUncertainty, rotationUncertainty, scaleUncertainty);
     xf_RectEncloser encloser(a, b, c, translationUncertainty, rotationUncertainty,
                              scaleUncertainty);
     const xcXform<2> identity;

@@ -58,7 +58,9 @@ public:
     long numLines() const { return static_cast<long>(m_lines.size()); }
     const ConstLines& lines() const { return m_lines; }
     const std::vector<xc2Rigid>& linePoses() const { return m_linePoses; }
-    const std::vector<double>& translationUncertainties() const { return m_translationUncertainties; }
+    const std::vector<double>& translationUncertainties() const {
+        return m_translationUncertainties;
+    }
     const std::vector<xcRadian>& rotationUncertainties() const { return m_rotationUncertainties; }
     const std::wstring& name() const { return m_name; }
 

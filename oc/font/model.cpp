@@ -42,9 +42,8 @@ xcOCModel::xcOCModel(long key, const Buffer& image, const xcPelRect& imageArea, 
                      const std::wstring& name, const std::wstring& description)
     : xcOCModel(key, image, Buffer(), imageArea, type, name, description) {}
 
-xcOCModel::xcOCModel(long key, const Buffer& image, const Buffer& mask,
-                     const xcPelRect& imageArea, CharType type, const std::wstring& name,
-                     const std::wstring& description)
+xcOCModel::xcOCModel(long key, const Buffer& image, const Buffer& mask, const xcPelRect& imageArea,
+                     CharType type, const std::wstring& name, const std::wstring& description)
     : m_key(key),
       m_charType(type),
       m_name(name),
@@ -122,12 +121,11 @@ void xcOCModel::checkArea_(const Buffer& image, const Buffer& mask, const xcPelR
 xcRect xcOCModel::encloseRect(const xcXform<2>& a, const xcXform<2>& b, const xcXform<2>& c,
                               double translationUncertainty, xcRadian rotationUncertainty,
                               double scaleUncertainty) const {
-    xf_CheckPlacementUncertainties(translationUncertainty, rotationUncertainty,
-                                   scaleUncertainty);
+    xf_CheckPlacementUncertainties(translationUncertainty, rotationUncertainty, scaleUncertainty);
 
     const xcPelRect& r = m_imageArea;
-    xcPolygon area(std::vector<xcVector<2>>{r.ul().toVector(), r.ur().toVector(),
-                                            r.lr().toVector(), r.ll().toVector()});
+    xcPolygon area(std::vector<xcVector<2>>{r.ul().toVector(), r.ur().toVector(), r.lr().toVector(),
+                                            r.ll().toVector()});
     const xcXform<2> p = a * b;
     const xcXform<2> q = b.inverse() * m_image.clientFromImageXform();
     return xfEncloseRect(area.map(q), p, c, translationUncertainty, translationUncertainty,

@@ -59,9 +59,9 @@ xcOCLine::xcOCLine(const std::vector<xcOCKeySet>& keySets, const Alphabet& alpha
 }
 
 xcOCLine::xcOCLine(const std::vector<xcOCKeySet>& keySets, const Alphabet& alphabet,
-                   const std::vector<xc2Rigid>& poses, double scale,
-                   double translationUncertainty, const xcRadian& rotationUncertainty,
-                   double scaleUncertainty, const std::wstring& name)
+                   const std::vector<xc2Rigid>& poses, double scale, double translationUncertainty,
+                   const xcRadian& rotationUncertainty, double scaleUncertainty,
+                   const std::wstring& name)
     : m_keySets(keySets), m_alphabet(alphabet), m_charPoses(poses), m_name(name) {
     checkAlphabet(alphabet);
     checkCount(poses.size(), keySets.size(),
@@ -95,7 +95,8 @@ xcOCLine::xcOCLine(const std::vector<xcOCKeySet>& keySets, const Alphabet& alpha
       m_name(name) {
     checkAlphabet(alphabet);
     const std::size_t n = keySets.size();
-    checkCount(poses.size(), n, L"Number of character poses does not match the number of key sets.");
+    checkCount(poses.size(), n,
+               L"Number of character poses does not match the number of key sets.");
     checkCount(scales.size(), n,
                L"Number of character scales does not match the number of key sets.");
     checkCount(translationUncertainties.size(), n,
@@ -161,8 +162,7 @@ long xcOCLine::numNormalChars() const {
 xcRect xcOCLine::encloseRect(const xcXform<2>& a, const xcXform<2>& b, const xcXform<2>& c,
                              double translationUncertainty, xcRadian rotationUncertainty,
                              double scaleUncertainty, bool includeConfusable) const {
-    xf_CheckPlacementUncertainties(translationUncertainty, rotationUncertainty,
-                                   scaleUncertainty);
+    xf_CheckPlacementUncertainties(translationUncertainty, rotationUncertainty, scaleUncertainty);
     xf_RectEncloser encloser(a, b, c, translationUncertainty, rotationUncertainty,
                              scaleUncertainty);
     const xcXform<2> identity;

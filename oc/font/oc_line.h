@@ -34,25 +34,25 @@ public:
     // "Character rotation uncertainty must be >= 0", "Character scale uncertainty must be >= 0";
     // then xcOCDefs::BadKey "A key in the set sequence is not available in the supplied
     // alphabet.".
-    xcOCLine(const std::vector<xcOCKeySet>& keySets, const xcPtrHandle_const<xcOCAlphabet>& alphabet,
-             const xc2Rigid& step, double scale, double translationUncertainty,
-             const xcRadian& rotationUncertainty, double scaleUncertainty,
-             const std::wstring& name = L"");
+    xcOCLine(const std::vector<xcOCKeySet>& keySets,
+             const xcPtrHandle_const<xcOCAlphabet>& alphabet, const xc2Rigid& step, double scale,
+             double translationUncertainty, const xcRadian& rotationUncertainty,
+             double scaleUncertainty, const std::wstring& name = L"");
     // Given poses; the same scalars everywhere. Checks: the alphabet; "Number of character poses
     // does not match the number of key sets."; the scale; "Character position uncertainty must
     // be >= 0"; "Character angular uncertainty must be >= 0"; the scale uncertainty; the keys.
-    xcOCLine(const std::vector<xcOCKeySet>& keySets, const xcPtrHandle_const<xcOCAlphabet>& alphabet,
-             const std::vector<xc2Rigid>& poses, double scale, double translationUncertainty,
-             const xcRadian& rotationUncertainty, double scaleUncertainty,
-             const std::wstring& name = L"");
+    xcOCLine(const std::vector<xcOCKeySet>& keySets,
+             const xcPtrHandle_const<xcOCAlphabet>& alphabet, const std::vector<xc2Rigid>& poses,
+             double scale, double translationUncertainty, const xcRadian& rotationUncertainty,
+             double scaleUncertainty, const std::wstring& name = L"");
     // Everything per position. Checks: the alphabet; the numbers of poses, scales, translation,
     // rotation and scale uncertainties; then position by position "Character scale factors must
     // be > 0", "Character translation uncertainties must be >= 0" (a value < 0), "Character
     // rotation uncertainties must be >= 0" (a value not >= 0), "Character scale uncertainties
     // must be >= 0" (a value < 0); then the keys.
-    xcOCLine(const std::vector<xcOCKeySet>& keySets, const xcPtrHandle_const<xcOCAlphabet>& alphabet,
-             const std::vector<xc2Rigid>& poses, const std::vector<double>& scales,
-             const std::vector<double>& translationUncertainties,
+    xcOCLine(const std::vector<xcOCKeySet>& keySets,
+             const xcPtrHandle_const<xcOCAlphabet>& alphabet, const std::vector<xc2Rigid>& poses,
+             const std::vector<double>& scales, const std::vector<double>& translationUncertainties,
              const std::vector<xcRadian>& rotationUncertainties,
              const std::vector<double>& scaleUncertainties, const std::wstring& name = L"");
     xcOCLine(const xcOCLine&) = default;
@@ -64,7 +64,9 @@ public:
     const xcPtrHandle_const<xcOCAlphabet>& alphabet() const { return m_alphabet; }
     const std::vector<xc2Rigid>& charPoses() const { return m_charPoses; }
     const std::vector<double>& charScales() const { return m_charScales; }
-    const std::vector<double>& translationUncertainties() const { return m_translationUncertainties; }
+    const std::vector<double>& translationUncertainties() const {
+        return m_translationUncertainties;
+    }
     const std::vector<xcRadian>& rotationUncertainties() const { return m_rotationUncertainties; }
     const std::vector<double>& scaleUncertainties() const { return m_scaleUncertainties; }
     const std::wstring& name() const { return m_name; }

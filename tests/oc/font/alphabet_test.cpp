@@ -11,7 +11,8 @@ using namespace font_test;
 
 namespace {
 
-const wchar_t* const kNoKey = L"The character for the specified key does not exist in the alphabet.";
+const wchar_t* const kNoKey =
+    L"The character for the specified key does not exist in the alphabet.";
 const wchar_t* const kSuppliedSame =
     L"The keys for at least two of the supplied characters are identical.";
 const wchar_t* const kAlreadyThere =
@@ -47,7 +48,8 @@ TEST(OCAlphabet, DefaultIsCompiledAndEmpty) {
 }
 
 TEST(OCAlphabet, ConstructionValidatesThresholdThenKeys) {
-    const ModelHandle a = normalModel(1, L"a"), b = normalModel(2, L"b"), dup = normalModel(1, L"c");
+    const ModelHandle a = normalModel(1, L"a"), b = normalModel(2, L"b"),
+                      dup = normalModel(1, L"c");
     EXPECT_OC_ERROR(xcOCAlphabet(models({a, dup}), 1.5, false), xcOCDefs::BadParams,
                     L"Confusion threshold must be between 0 and 1.");
     EXPECT_OC_ERROR(xcOCAlphabet(models({a, b, dup}), 0.3, false), xcOCDefs::SameKey,
@@ -61,15 +63,14 @@ TEST(OCAlphabet, ConstructionValidatesThresholdThenKeys) {
     EXPECT_EQ(ok.character(2).get(), b.get());  // models are shared, not copied
     // An empty alphabet compiles at construction; measuring characters is not in this build.
     EXPECT_TRUE(xcOCAlphabet(ConstModels{}, 0.5, true).isCompiled());
-    EXPECT_OC_ERROR(xcOCAlphabet(models({a}), 0.5, true), xcOCDefs::NotImplemented,
-                    kNotCompilable);
+    EXPECT_OC_ERROR(xcOCAlphabet(models({a}), 0.5, true), xcOCDefs::NotImplemented, kNotCompilable);
     EXPECT_OC_ERROR(xcOCAlphabet(models({a, ModelHandle()}), 0.5, false), xcOCDefs::BadParams,
                     L"Every character handle must refer to a model.");
 }
 
 TEST(OCAlphabet, ThresholdBoundsAreInclusive) {
-    xcOCAlphabet a = *compiledAlphabet(models({normalModel(1, L"a")}), distinctMatrix(1),
-                                       distinctOffsets(1));
+    xcOCAlphabet a =
+        *compiledAlphabet(models({normalModel(1, L"a")}), distinctMatrix(1), distinctOffsets(1));
     a.confusionThreshold(1.0);
     EXPECT_EQ(a.confusionThreshold(), 1.0);
     a.confusionThreshold(0.0, true);
@@ -93,8 +94,8 @@ TEST(OCAlphabet, CharactersAndAddCheckBeforeChanging) {
     EXPECT_OC_ERROR(alpha.add(models({c, normalModel(3, L"c2")}), false), xcOCDefs::SameKey,
                     kSuppliedSame);
     EXPECT_OC_ERROR(alpha.add(a, false), xcOCDefs::SameKey, kAlreadyThere);
-    EXPECT_OC_ERROR(alpha.characters(models({c, normalModel(3, L"c2")}), false),
-                    xcOCDefs::SameKey, kSuppliedSame);
+    EXPECT_OC_ERROR(alpha.characters(models({c, normalModel(3, L"c2")}), false), xcOCDefs::SameKey,
+                    kSuppliedSame);
     EXPECT_TRUE(alpha == before);
     EXPECT_EQ(keysOf(alpha), (std::vector<long>{1, 2}));
 
@@ -180,8 +181,8 @@ TEST(OCAlphabet, RemoveKeepsACompiledAlphabetConsistent) {
 }
 
 TEST(OCAlphabet, RemoveChecksKeysThenDuplicates) {
-    xcOCAlphabet a(models({normalModel(1, L"a"), normalModel(2, L"b"), normalModel(3, L"c")}),
-                   0.5, false);
+    xcOCAlphabet a(models({normalModel(1, L"a"), normalModel(2, L"b"), normalModel(3, L"c")}), 0.5,
+                   false);
     const xcOCAlphabet before = a;
     EXPECT_OC_ERROR(a.remove(std::vector<long>{1, 1, 9}), xcOCDefs::BadKey,
                     L"At least one of the supplied keys does not reference a character in this "

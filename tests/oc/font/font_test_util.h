@@ -16,15 +16,15 @@
 #include "platform/core/archive_geometry.h"
 
 // Expects `stmt` to throw exactly `Type` with the wide message `msg`.
-#define EXPECT_OC_ERROR(stmt, Type, msg)                                                  \
-    do {                                                                                  \
-        try {                                                                             \
-            stmt;                                                                         \
-            ADD_FAILURE() << "no exception from " #stmt;                                  \
-        } catch (const Type& e_) {                                                        \
-            EXPECT_EQ(typeid(e_), typeid(Type)) << #stmt;                                 \
-            EXPECT_EQ(e_.string(), std::wstring(msg)) << #stmt;                           \
-        }                                                                                 \
+#define EXPECT_OC_ERROR(stmt, Type, msg)                        \
+    do {                                                        \
+        try {                                                   \
+            stmt;                                               \
+            ADD_FAILURE() << "no exception from " #stmt;        \
+        } catch (const Type& e_) {                              \
+            EXPECT_EQ(typeid(e_), typeid(Type)) << #stmt;       \
+            EXPECT_EQ(e_.string(), std::wstring(msg)) << #stmt; \
+        }                                                       \
     } while (0)
 
 namespace font_test {
@@ -45,8 +45,8 @@ inline Buffer patternImage(long width, long height, int seed = 0) {
 }
 
 // A normal model over a whole pattern image.
-inline ModelHandle normalModel(long key, const std::wstring& name, long width = 8,
-                               long height = 12, int seed = 0) {
+inline ModelHandle normalModel(long key, const std::wstring& name, long width = 8, long height = 12,
+                               int seed = 0) {
     return ModelHandle(new xcOCModel(key, patternImage(width, height, seed),
                                      xcPelRect(0, 0, width, height), xcOCModel::eNormal, name));
 }

@@ -32,8 +32,8 @@ xcOCLineArrangement arrangement() {
                                         xcOCKeySet(Keys{2}, 0)};
     const LineHandle l0(new xcOCLine(first, f, xc2Rigid({11, 0}, xcRadian(0)), 1.0, 0.5,
                                      xcRadian(0.1), 0.05, L"line 0"));
-    const LineHandle l1(new xcOCLine(std::vector<xcOCKeySet>{xcOCKeySet(Keys{4}, 0)}, f,
-                                     xc2Rigid(), 1.0, 0, xcRadian(0), 0, L"line 1"));
+    const LineHandle l1(new xcOCLine(std::vector<xcOCKeySet>{xcOCKeySet(Keys{4}, 0)}, f, xc2Rigid(),
+                                     1.0, 0, xcRadian(0), 0, L"line 1"));
     return xcOCLineArrangement(Lines{l0, l1}, xc2Rigid({0, 30}, xcRadian(0)), 1.0, xcRadian(0.2),
                                L"page");
 }

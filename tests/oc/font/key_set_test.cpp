@@ -148,8 +148,7 @@ TEST(OCKeySet, EqualityIgnoresTheOrderOfOverrides) {
 TEST(OCKeySet, FromCharacterNames) {
     // Two characters share the name "o"; "0" is another.
     const auto alpha = xcPtrHandle_const<xcOCAlphabet>(new xcOCAlphabet(
-        ConstModels{normalModel(1, L"o"), normalModel(2, L"0"), normalModel(3, L"o")}, 0.5,
-        false));
+        ConstModels{normalModel(1, L"o"), normalModel(2, L"0"), normalModel(3, L"o")}, 0.5, false));
     const xcOCKeySet ks(alpha, {L"0", L"o"}, L"o");
     EXPECT_EQ(ks.keys(), (Keys{2, 1, 3}));
     EXPECT_EQ(ks.currentKeyIndices(), (Keys{1, 2}));
@@ -173,7 +172,7 @@ TEST(OCKeySet, ArchiveRoundTripOfTheCurrentVersion) {
     xcArchive out;
     out || ks;
     const std::vector<unsigned char>& b = out.bytes();
-    EXPECT_EQ(b[kBodyOffset], 2);  // version
+    EXPECT_EQ(b[kBodyOffset], 2);      // version
     EXPECT_EQ(b[kBodyOffset + 1], 0);  // vector version of the keys
     EXPECT_EQ(b[kBodyOffset + 2], 3);  // key count
     xcOCKeySet back;

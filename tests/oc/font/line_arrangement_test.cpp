@@ -75,8 +75,8 @@ TEST(OCLineArrangement, ConstructorsCheckInOrder) {
     EXPECT_NO_THROW(xcOCLineArrangement(ls, p, Reals{kNaN, 0}, r0));
     EXPECT_OC_ERROR(xcOCLineArrangement(ls, p, t0, Angles{xcRadian(0), xcRadian(kNaN)}),
                     xcOCDefs::BadParams, L"Line rotation uncertainties must be >= 0");
-    EXPECT_OC_ERROR(xcOCLineArrangement(Lines{ls[0], LineHandle()}, p, t0, r0),
-                    xcOCDefs::BadParams, L"Every line handle must refer to a line.");
+    EXPECT_OC_ERROR(xcOCLineArrangement(Lines{ls[0], LineHandle()}, p, t0, r0), xcOCDefs::BadParams,
+                    L"Every line handle must refer to a line.");
 
     const xcOCLineArrangement stepped(ls, step, 0.5, xcRadian(0.02), L"page");
     ASSERT_EQ(stepped.numLines(), 2);
@@ -104,9 +104,9 @@ TEST(OCLineArrangement, EncloseRectPlacesEveryLine) {
     const auto f = font();
     // Line a: two characters 10 x 20 at x = 0 and 12; line b: one character.
     const Lines ls{line(f, 2, L"a"), line(f, 1, L"b")};
-    const xcOCLineArrangement arr(ls, Poses{xc2Rigid({100, 0}, xcRadian(0)),
-                                            xc2Rigid({100, 40}, xcRadian(0))},
-                                  Reals{0, 2}, Angles(2, xcRadian(0)));
+    const xcOCLineArrangement arr(
+        ls, Poses{xc2Rigid({100, 0}, xcRadian(0)), xc2Rigid({100, 40}, xcRadian(0))}, Reals{0, 2},
+        Angles(2, xcRadian(0)));
     const xcXform<2> id;
     const xcRect r = arr.encloseRect(id, id, id, 0, xcRadian(0), 0, false);
     // Line a spans (100, 0)-(122, 20); line b (98, 38)-(112, 62) with its uncertainty 2.
@@ -116,16 +116,16 @@ TEST(OCLineArrangement, EncloseRectPlacesEveryLine) {
     EXPECT_NEAR(r.lr().y(), 62, 1e-9);
     // A further placement through a, with b^-1 undoing b.
     const xcXform<2> b(xcMatrix<2>(2, 0, 0, 2), {5, 5});
-    const xcRect moved = arr.encloseRect(xcXform<2>::translation({-98, 0}), b, id, 0,
-                                         xcRadian(0), 0, false);
+    const xcRect moved =
+        arr.encloseRect(xcXform<2>::translation({-98, 0}), b, id, 0, xcRadian(0), 0, false);
     EXPECT_NEAR(moved.ul().x(), 0, 1e-9);
     EXPECT_NEAR(moved.lr().y(), 62, 1e-9);
-    EXPECT_OC_ERROR(arr.encloseRect(id, id, id, -1, xcRadian(-1), -1, false),
-                    xcOCDefs::BadParams, L"Translation uncertainty must be >= 0");
-    EXPECT_OC_ERROR(arr.encloseRect(id, id, id, 0, xcRadian(-1), -1, false),
-                    xcOCDefs::BadParams, L"Rotation uncertainty must be >= 0");
-    EXPECT_OC_ERROR(arr.encloseRect(id, id, id, 0, xcRadian(0), kNaN, false),
-                    xcOCDefs::BadParams, L"Scale uncertainty must be >= 0");
+    EXPECT_OC_ERROR(arr.encloseRect(id, id, id, -1, xcRadian(-1), -1, false), xcOCDefs::BadParams,
+                    L"Translation uncertainty must be >= 0");
+    EXPECT_OC_ERROR(arr.encloseRect(id, id, id, 0, xcRadian(-1), -1, false), xcOCDefs::BadParams,
+                    L"Rotation uncertainty must be >= 0");
+    EXPECT_OC_ERROR(arr.encloseRect(id, id, id, 0, xcRadian(0), kNaN, false), xcOCDefs::BadParams,
+                    L"Scale uncertainty must be >= 0");
 }
 
 TEST(OCLineArrangement, EqualityComparesLinesByValue) {

@@ -162,7 +162,7 @@ TEST(OCLine, PositionQueries) {
     const auto f = font();
     std::vector<xcOCKeySet> ks = sets({-1, 3, 1, 4});
     ks.push_back(xcOCKeySet(Keys{3, 2, 1}, Keys{2, 0}));  // normal 1 then blank 3
-    ks.push_back(xcOCKeySet(Keys{1}, Keys{}));             // no current key
+    ks.push_back(xcOCKeySet(Keys{1}, Keys{}));            // no current key
     const xcOCLine line(ks, f, xc2Rigid({10, 0}, xcRadian(0)), 1.0, 0, xcRadian(0), 0);
     EXPECT_TRUE(line.isWildcard(0));
     EXPECT_FALSE(line.isWildcard(1));
@@ -198,13 +198,13 @@ TEST(OCLine, EncloseRectOfPlacedCharacters) {
     // wild card adds nothing.
     expectRect(line.encloseRect(id, id, id, 0, xcRadian(0), 0, false), 100, 50, 80, 40);
     // A further translation uncertainty grows every side; a placement a moves the result.
-    expectRect(line.encloseRect(xcXform<2>::translation({-100, -50}), id, id, 1.0, xcRadian(0),
-                                0, false),
-               -1, -1, 82, 42);
+    expectRect(
+        line.encloseRect(xcXform<2>::translation({-100, -50}), id, id, 1.0, xcRadian(0), 0, false),
+        -1, -1, 82, 42);
     // Expressed in a frame whose client-from-frame transform scales by 2.
-    expectRect(line.encloseRect(id, id, xcXform<2>(xcMatrix<2>(2, 0, 0, 2), {}), 0, xcRadian(0),
-                                0, false),
-               50, 25, 40, 20);
+    expectRect(
+        line.encloseRect(id, id, xcXform<2>(xcMatrix<2>(2, 0, 0, 2), {}), 0, xcRadian(0), 0, false),
+        50, 25, 40, 20);
     // A quarter turn of one position's pose.
     const xcOCLine turned(sets({1}), f, Poses{xc2Rigid({5, 5}, xcRadian(std::numbers::pi / 2))},
                           1.0, 0.0, xcRadian(0), 0.0);
@@ -212,10 +212,10 @@ TEST(OCLine, EncloseRectOfPlacedCharacters) {
     // A line of wild cards has nothing to enclose.
     const xcOCLine wild(sets({-1, -1}), f, xc2Rigid(), 1.0, 0, xcRadian(0), 0);
     EXPECT_EQ(wild.encloseRect(id, id, id, 3, xcRadian(1), 1, false), xcRect());
-    EXPECT_OC_ERROR(wild.encloseRect(id, id, id, 0, xcRadian(-1), -1, false),
-                    xcOCDefs::BadParams, L"Rotation uncertainty must be >= 0");
-    EXPECT_OC_ERROR(wild.encloseRect(id, id, id, kNaN, xcRadian(0), 0, false),
-                    xcOCDefs::BadParams, L"Translation uncertainty must be >= 0");
+    EXPECT_OC_ERROR(wild.encloseRect(id, id, id, 0, xcRadian(-1), -1, false), xcOCDefs::BadParams,
+                    L"Rotation uncertainty must be >= 0");
+    EXPECT_OC_ERROR(wild.encloseRect(id, id, id, kNaN, xcRadian(0), 0, false), xcOCDefs::BadParams,
+                    L"Translation uncertainty must be >= 0");
     EXPECT_OC_ERROR(wild.encloseRect(id, id, id, 0, xcRadian(0), -1, false), xcOCDefs::BadParams,
                     L"Scale uncertainty must be >= 0");
 }
@@ -250,12 +250,12 @@ TEST(OCLine, EqualityComparesByValue) {
     const xcOCLine b(ks, font(), xc2Rigid({10, 0}, xcRadian(0)), 1.0, 0.5, xcRadian(0.1), 0.2,
                      L"x");
     EXPECT_TRUE(a == b);  // different alphabet objects with equal contents
-    EXPECT_TRUE(a != xcOCLine(ks, font(), xc2Rigid({10, 0}, xcRadian(0)), 1.0, 0.5,
-                              xcRadian(0.1), 0.2, L"y"));
+    EXPECT_TRUE(a != xcOCLine(ks, font(), xc2Rigid({10, 0}, xcRadian(0)), 1.0, 0.5, xcRadian(0.1),
+                              0.2, L"y"));
     EXPECT_TRUE(a != xcOCLine(ks, font(), xc2Rigid({10, 1e-9}, xcRadian(0)), 1.0, 0.5,
                               xcRadian(0.1), 0.2, L"x"));
-    EXPECT_TRUE(a != xcOCLine(ks, font(), xc2Rigid({10, 0}, xcRadian(0)), 1.0, 0.5,
-                              xcRadian(0.1), 0.25, L"x"));
+    EXPECT_TRUE(a != xcOCLine(ks, font(), xc2Rigid({10, 0}, xcRadian(0)), 1.0, 0.5, xcRadian(0.1),
+                              0.25, L"x"));
     EXPECT_TRUE(a != xcOCLine(sets({1, -1}), font(), xc2Rigid({10, 0}, xcRadian(0)), 1.0, 0.5,
                               xcRadian(0.1), 0.2, L"x"));
     auto renamed = fontModels();
@@ -268,10 +268,9 @@ TEST(OCLine, ArchiveRoundTripKeepsASharedAlphabetShared) {
     const auto f = font();
     std::vector<xcOCKeySet> ks = sets({1, -1, 4});
     ks[0].confusionOverrides(1, Keys{2});
-    const xcPtrHandle_const<xcOCLine> l1(
-        new xcOCLine(ks, f, Poses{xc2Rigid({1, 2}, xcRadian(0.3)), xc2Rigid(), xc2Rigid()},
-                     Reals{1, 2, 3}, Reals{0.5, 0, 0}, Angles(3, xcRadian(0.01)),
-                     Reals{0, 0.1, 0}, L"first"));
+    const xcPtrHandle_const<xcOCLine> l1(new xcOCLine(
+        ks, f, Poses{xc2Rigid({1, 2}, xcRadian(0.3)), xc2Rigid(), xc2Rigid()}, Reals{1, 2, 3},
+        Reals{0.5, 0, 0}, Angles(3, xcRadian(0.01)), Reals{0, 0.1, 0}, L"first"));
     const xcPtrHandle_const<xcOCLine> l2(
         new xcOCLine(sets({2}), f, xc2Rigid(), 1.0, 0, xcRadian(0), 0, L"second"));
     xcArchive out;

@@ -80,10 +80,9 @@ TEST(OCModel, ConstructorChecksComeInOrder) {
     EXPECT_OC_ERROR(xcOCModel(1, img, tooLarge, xcOCModel::eBlank), xcOCDefs::NotImplemented,
                     L"Bound images are not supported for blank characters");
     // The mask window is checked before the area.
-    EXPECT_OC_ERROR(xcOCModel(1, img, otherMask, tooLarge, xcOCModel::eNormal),
-                    xcOCDefs::BadParams, kMaskMsg);
-    EXPECT_OC_ERROR(xcOCModel(1, img, tooLarge, xcOCModel::eNormal), xcOCDefs::BadParams,
-                    kAreaMsg);
+    EXPECT_OC_ERROR(xcOCModel(1, img, otherMask, tooLarge, xcOCModel::eNormal), xcOCDefs::BadParams,
+                    kMaskMsg);
+    EXPECT_OC_ERROR(xcOCModel(1, img, tooLarge, xcOCModel::eNormal), xcOCDefs::BadParams, kAreaMsg);
     EXPECT_OC_ERROR(xcOCModel(1, img, xcPelRect(-1, 0, 5, 5), xcOCModel::eNormal),
                     xcOCDefs::BadParams, kAreaMsg);
     // The area may equal the window; the caller's buffer keeps its window.
@@ -192,8 +191,7 @@ TEST(OCModel, EncloseRectPlacesTheAreaInTheRequestedFrame) {
 
 TEST(OCModel, EncloseRectAgreesWithSampledPlacements) {
     Buffer img = patternImage(30, 30);
-    img.clientFromImageXform(
-        xcXform<2>(xcVector<2>(3.0, -2.0), 0.5, 1.2, 0.1, xcRadian(0.3)));
+    img.clientFromImageXform(xcXform<2>(xcVector<2>(3.0, -2.0), 0.5, 1.2, 0.1, xcRadian(0.3)));
     const xcOCModel m(1, img, xcPelRect(4, 6, 17, 11), xcOCModel::eNormal);
     const xcXform<2> a(xcVector<2>(40.0, 25.0), 1.5, 1.0, 0.0, xcRadian(-0.7));
     const xcXform<2> b(xcVector<2>(-3.0, 4.0), 0.8, 1.0, 0.0, xcRadian(0.2));
@@ -213,8 +211,8 @@ TEST(OCModel, EncloseRectAgreesWithSampledPlacements) {
 
 TEST(OCModel, EqualityComparesEveryFieldAndThePixels) {
     const Buffer img = patternImage(10, 12);
-    const xcOCModel base(4, img, Buffer(10, 12), xcPelRect(1, 1, 6, 6), xcOCModel::eNormal,
-                         L"n", L"d");
+    const xcOCModel base(4, img, Buffer(10, 12), xcPelRect(1, 1, 6, 6), xcOCModel::eNormal, L"n",
+                         L"d");
     xcOCModel same(4, patternImage(10, 12), Buffer(10, 12), xcPelRect(1, 1, 6, 6),
                    xcOCModel::eNormal, L"n", L"d");
     EXPECT_TRUE(base == same);  // equal pixels in different buffers
@@ -309,8 +307,8 @@ TEST(OCModel, ArchiveLayoutOfVersionOne) {
     EXPECT_EQ(b[at], 0x04);  // key, little-endian signed 32-bit
     EXPECT_EQ(b[at + 3], 0x01);
     at += 4;
-    at += 1 + 48;  // image: unbound, transform
-    at += 1 + 48;  // mask
+    at += 1 + 48;         // image: unbound, transform
+    at += 1 + 48;         // mask
     EXPECT_EQ(b[at], 1);  // type eBlank as u32
     EXPECT_EQ(b[at + 1] | b[at + 2] | b[at + 3], 0);
     at += 4 + 4 + 4;  // type, empty name, empty description
