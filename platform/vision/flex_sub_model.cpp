@@ -61,8 +61,7 @@ void xcFlexSubModelCorRunParams::partialMatchRect(const xcPelRect& r) {
 
 void xcFlexSubModelCorRunParams::xyUncertainty(const xcVector<2>& v) {
     if (!(v.x() >= 0.0 && v.y() >= 0.0) || !std::isfinite(v.x()) || !std::isfinite(v.y()))
-        throw xcBadArgument(
-            L"Sub-model run: the XY uncertainty must be finite and not negative");
+        throw xcBadArgument(L"Sub-model run: the XY uncertainty must be finite and not negative");
     m_xyUncertainty = v;
 }
 

@@ -23,9 +23,12 @@ constexpr long kRefineRadius = 2;  // a candidate is searched +-2 pixels at each
 
 long minCoarseSide(long accuracy) {
     switch (accuracy) {
-        case xcNccSearchDefs::eAccuracyCoarse: return 6;
-        case xcNccSearchDefs::eAccuracyFine: return 12;
-        default: return 8;
+        case xcNccSearchDefs::eAccuracyCoarse:
+            return 6;
+        case xcNccSearchDefs::eAccuracyFine:
+            return 12;
+        default:
+            return 8;
     }
 }
 
@@ -60,7 +63,7 @@ struct Candidate {
 struct Hit {
     long x = 0, y = 0;  // integer placement
     double score = 0.0;
-    xcVector<2> pos;    // sub-pixel placement
+    xcVector<2> pos;  // sub-pixel placement
 };
 
 // Fraction of a w x h footprint that two placements share.
@@ -81,9 +84,12 @@ double scoreAt(const xc_NccTemplate& t, const xc_NccPlane& p, long x, long y) {
 
 xc_NccPeakFit peakFit(long accuracy) {
     switch (accuracy) {
-        case xcNccSearchDefs::eAccuracyCoarse: return xc_NccPeakFit::eNone;
-        case xcNccSearchDefs::eAccuracyMedium: return xc_NccPeakFit::eSeparable;
-        default: return xc_NccPeakFit::eQuadratic;
+        case xcNccSearchDefs::eAccuracyCoarse:
+            return xc_NccPeakFit::eNone;
+        case xcNccSearchDefs::eAccuracyMedium:
+            return xc_NccPeakFit::eSeparable;
+        default:
+            return xc_NccPeakFit::eQuadratic;
     }
 }
 
@@ -159,8 +165,8 @@ void xcNccSearchModel::train(const xcPelBuffer_const<unsigned char>& image,
         }
     }
     xc_NccTemplate t0;
-    t0.build(values.row(0), values.stride, masked ? care.row(0) : nullptr, care.stride,
-             win.width(), win.height());
+    t0.build(values.row(0), values.stride, masked ? care.row(0) : nullptr, care.stride, win.width(),
+             win.height());
     if (!usable(t0))
         throw xcBadArgument(
             L"NCC search training: the model has no contrast (fewer than 2 care pixels, or all "
@@ -175,8 +181,7 @@ void xcNccSearchModel::train(const xcPelBuffer_const<unsigned char>& image,
         xf_NccDecimate(values, v2);
         if (masked) decimateCare(care, c2);
         xc_NccTemplate t;
-        t.build(v2.row(0), v2.stride, masked ? c2.row(0) : nullptr, c2.stride, v2.width,
-                v2.height);
+        t.build(v2.row(0), v2.stride, masked ? c2.row(0) : nullptr, c2.stride, v2.width, v2.height);
         if (!usable(t) || t.n * 4 < t.width * t.height) break;
         data->levels.push_back(std::move(t));
         values = std::move(v2);
@@ -308,7 +313,6 @@ void xcNccSearchModel::run(const xcPelBuffer_const<unsigned char>& image,
     }
     if (results.empty() && !kept.empty())
         results.add(xcNccSearchResult(false, kept[0].score, location(kept[0])));
-    results.time(
-        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
-            .count());
+    results.time(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+                     .count());
 }

@@ -106,8 +106,7 @@ void xc_NccTemplate::build(const unsigned char* values, long valuePitch, const u
 }
 
 XC_NCC_CLONES
-int64_t xf_NccDot(const xc_NccTemplate& t, const xc_NccPlane& p, long x, long y, long v0,
-                  long v1) {
+int64_t xf_NccDot(const xc_NccTemplate& t, const xc_NccPlane& p, long x, long y, long v0, long v1) {
     int64_t s = 0;
     const int16_t* tr = t.t.data() + v0 * t.pitch;
     const unsigned char* pr = p.row(y + v0) + x;
@@ -142,8 +141,8 @@ xc_NccFullSums xf_NccFullSums(const xc_NccTemplate& t, const xc_NccPlane& image,
         const unsigned char* __restrict pr = image.row(y + v) + x;
         const unsigned char* __restrict cr = imageCare.row(y + v) + x;
         int32_t cn = 0, cst = 0, cstt = 0, csi = 0, csii = 0, csti = 0;
-        for (long j = 0; j < t.pitch; j += kBlock, tr += kBlock, mr += kBlock, pr += kBlock,
-                  cr += kBlock)
+        for (long j = 0; j < t.pitch;
+             j += kBlock, tr += kBlock, mr += kBlock, pr += kBlock, cr += kBlock)
             for (int k = 0; k < kBlock; ++k) {
                 // Template values where the image cares, image values where the template cares.
                 const int32_t tv = tr[k] & static_cast<int16_t>(static_cast<signed char>(cr[k]));
@@ -209,7 +208,8 @@ void xf_NccDecimate(const xc_NccPlane& in, xc_NccPlane& out) {
         const unsigned char* __restrict b = in.row(2 * y + 1);
         unsigned char* __restrict o = out.row(y);
         for (long x = 0; x < out.width; ++x)
-            o[x] = static_cast<unsigned char>((a[2 * x] + a[2 * x + 1] + b[2 * x] + b[2 * x + 1] + 2) >> 2);
+            o[x] = static_cast<unsigned char>(
+                (a[2 * x] + a[2 * x + 1] + b[2 * x] + b[2 * x + 1] + 2) >> 2);
     }
 }
 

@@ -72,12 +72,12 @@ struct xc_NccTemplate {
     long width = 0;
     long height = 0;
     long pitch = 0;
-    std::vector<int16_t> t;         // template value at care pixels, 0 elsewhere
-    std::vector<unsigned char> m;   // 0xFF at care pixels, 0 elsewhere (padding included)
-    bool masked = false;            // some pixel of the width x height area is not cared for
-    int64_t n = 0;                  // number of care pixels
-    int64_t st = 0;                 // sum of the care values
-    int64_t stt = 0;                // sum of their squares
+    std::vector<int16_t> t;        // template value at care pixels, 0 elsewhere
+    std::vector<unsigned char> m;  // 0xFF at care pixels, 0 elsewhere (padding included)
+    bool masked = false;           // some pixel of the width x height area is not cared for
+    int64_t n = 0;                 // number of care pixels
+    int64_t st = 0;                // sum of the care values
+    int64_t stt = 0;               // sum of their squares
 
     // n * stt - st^2: n^2 times the variance of the care values.
     int64_t varianceN2() const { return n * stt - st * st; }
@@ -97,8 +97,7 @@ struct xc_NccSums {
 // Sum of products of the template with the plane at placement (x, y), over template rows
 // v0 <= v < v1 (all rows without them). The rows read must lie inside the plane
 // (x + width <= plane width, y + v1 <= plane height).
-int64_t xf_NccDot(const xc_NccTemplate& t, const xc_NccPlane& p, long x, long y, long v0,
-                  long v1);
+int64_t xf_NccDot(const xc_NccTemplate& t, const xc_NccPlane& p, long x, long y, long v0, long v1);
 inline int64_t xf_NccDot(const xc_NccTemplate& t, const xc_NccPlane& p, long x, long y) {
     return xf_NccDot(t, p, x, y, 0, t.height);
 }

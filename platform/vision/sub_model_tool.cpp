@@ -32,8 +32,7 @@ void copyWindow(const xcPelBuffer_const<unsigned char>& image, xc_NccPlane& p) {
 }
 
 // The whole offsets o with lo <= o <= hi (reals, possibly huge), as a clamped long range.
-void offsetRange(double lo, double hi, long minAllowed, long maxAllowed, long& first,
-                 long& last) {
+void offsetRange(double lo, double hi, long minAllowed, long maxAllowed, long& first, long& last) {
     lo = std::max(lo, static_cast<double>(minAllowed));
     hi = std::min(hi, static_cast<double>(maxAllowed));
     first = static_cast<long>(std::ceil(lo - 1e-9));
@@ -53,13 +52,10 @@ const xc_SubModelData& xc_SubModelTool::data_() const {
 }
 
 const xcFlexSubModel& xc_SubModelTool::model() const { return data_().model; }
-const xcFlexSubModelCorTrainParams& xc_SubModelTool::trainParams() const {
-    return data_().params;
-}
+const xcFlexSubModelCorTrainParams& xc_SubModelTool::trainParams() const { return data_().params; }
 
-void xc_SubModelTool::train(const xcFlexSubModel& model,
-                            const xcFlexSubModelCorTrainParams& params, xcDiagObject*,
-                            unsigned long) {
+void xc_SubModelTool::train(const xcFlexSubModel& model, const xcFlexSubModelCorTrainParams& params,
+                            xcDiagObject*, unsigned long) {
     const xcPelBuffer_const<unsigned char>& image = model.image();
     const xcPelRect win = image.window();  // throws for an empty sub-model
     if (win.width() > kNccMaxSide || win.height() > kNccMaxSide ||
@@ -100,18 +96,15 @@ void xc_SubModelTool::train(const xcFlexSubModel& model,
 }
 
 void xc_SubModelTool::run(const xcPelBuffer_const<unsigned char>& image,
-                          const xc2XformLinear& startPose,
-                          const xcFlexSubModelCorRunParams& params,
+                          const xc2XformLinear& startPose, const xcFlexSubModelCorRunParams& params,
                           const std::vector<xcVector<2>>& points, xc_SubModelResultSet& results,
                           xcDiagObject* diag, unsigned long flags) const {
-    run(image, xcPelBuffer_const<unsigned char>(), startPose, params, points, results, diag,
-        flags);
+    run(image, xcPelBuffer_const<unsigned char>(), startPose, params, points, results, diag, flags);
 }
 
 void xc_SubModelTool::run(const xcPelBuffer_const<unsigned char>& image,
                           const xcPelBuffer_const<unsigned char>& mask,
-                          const xc2XformLinear& startPose,
-                          const xcFlexSubModelCorRunParams& params,
+                          const xc2XformLinear& startPose, const xcFlexSubModelCorRunParams& params,
                           const std::vector<xcVector<2>>& points, xc_SubModelResultSet& results,
                           xcDiagObject*, unsigned long) const {
     results.clear();
@@ -250,9 +243,9 @@ void xc_SubModelTool::run(const xcPelBuffer_const<unsigned char>& image,
             s3[j][i] = inside ? r2[y * nx + x] : -1.0;
             if (!inside && i != 1 && j != 1) corners = false;
         }
-    const xcVector<2> sub = xf_NccPeakOffset(
-        s3, bx > 0 && bx + 1 < nx, by > 0 && by + 1 < ny,
-        corners ? xc_NccPeakFit::eQuadratic : xc_NccPeakFit::eSeparable);
+    const xcVector<2> sub =
+        xf_NccPeakOffset(s3, bx > 0 && bx + 1 < nx, by > 0 && by + 1 < ny,
+                         corners ? xc_NccPeakFit::eQuadratic : xc_NccPeakFit::eSeparable);
     const xcVector<2> offset(dxMin + bx + sub.x(), dyMin + by + sub.y());
     const xc2XformLinear pose(imageClient * xcXform<2>::translation(offset) * d.imageFromClient);
     std::vector<xcVector<2>> mapped;

@@ -88,7 +88,8 @@ TEST(NccSearchKernel, ScanAndSumsMatchNaiveScoresAtOddSizesAndBorders) {
     xc_NccPlane plane;
     plane.resize(37, 23);
     for (long y = 0; y < plane.height; ++y)
-        for (long x = 0; x < plane.width; ++x) plane.row(y)[x] = static_cast<unsigned char>(pix(rng));
+        for (long x = 0; x < plane.width; ++x)
+            plane.row(y)[x] = static_cast<unsigned char>(pix(rng));
     std::vector<unsigned char> vals(tw * th), careBytes(tw * th);
     std::vector<int> t(tw * th), care(tw * th), full(tw * th, 1);
     for (long i = 0; i < tw * th; ++i) {
@@ -303,7 +304,8 @@ TEST(NccSearchModel, MaxNumResultsAndOverlapSuppression) {
     std::mt19937 rng(1);
     std::uniform_int_distribution<int> flat(100, 104);
     for (long y = 0; y < 120; ++y)
-        for (long x = 0; x < 200; ++x) scene.rowPointer(y)[x] = static_cast<unsigned char>(flat(rng));
+        for (long x = 0; x < 200; ++x)
+            scene.rowPointer(y)[x] = static_cast<unsigned char>(flat(rng));
     paste(scene, model, 10, 10);
     paste(scene, model, 150, 80);
     paste(scene, model, 90, 40);
@@ -337,7 +339,8 @@ TEST(NccSearchModel, MaxNumResultsAndOverlapSuppression) {
     pm.train(window);
     xcPelBuffer<unsigned char> twin(120, 60);
     for (long y = 0; y < 60; ++y)
-        for (long x = 0; x < 120; ++x) twin.rowPointer(y)[x] = static_cast<unsigned char>(flat(rng));
+        for (long x = 0; x < 120; ++x)
+            twin.rowPointer(y)[x] = static_cast<unsigned char>(flat(rng));
     paste(twin, strip, 30, 20);
     // Whole-pixel locations: the strip's edges skew the score surface around each copy.
     rp.accuracy(xcNccSearchDefs::eAccuracyCoarse);
@@ -456,7 +459,8 @@ TEST(NccSearchModel, ErrorsAndUnchangedState) {
         rp.accept(1.5);
         FAIL();
     } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.string(), L"NCC search run: the accept threshold must lie in [0, 1], not 1.500000");
+        EXPECT_EQ(e.string(),
+                  L"NCC search run: the accept threshold must lie in [0, 1], not 1.500000");
     }
     EXPECT_EQ(rp.accept(), 0.5);
     EXPECT_THROW(rp.confusion(-0.1), xcBadArgument);
@@ -479,7 +483,8 @@ TEST(NccSearchModel, CallersTimeOutEndsALongSearch) {
     std::mt19937 rng(31);
     std::uniform_int_distribution<int> pix(0, 255);
     for (long y = 0; y < 800; ++y)
-        for (long x = 0; x < 1000; ++x) scene.rowPointer(y)[x] = static_cast<unsigned char>(pix(rng));
+        for (long x = 0; x < 1000; ++x)
+            scene.rowPointer(y)[x] = static_cast<unsigned char>(pix(rng));
     xcPelBuffer_const<unsigned char> patch = scene;
     patch.window(xcPelRect(700, 500, 40, 40));  // in a 1000 x 800 scene
     xcNccSearchModel m;

@@ -74,7 +74,8 @@ double runScore(const xc_SubModelTool& tool, const xcPelBuffer_const<unsigned ch
 
 // Naive score of the model (care where mask >= 128) at integer offset o: r^2 over the pixels
 // both sides care for, times their share of the model's care pixels.
-double naiveScore(const xcPelBuffer_const<unsigned char>& m, const xcPelBuffer_const<unsigned char>& mm,
+double naiveScore(const xcPelBuffer_const<unsigned char>& m,
+                  const xcPelBuffer_const<unsigned char>& mm,
                   const xcPelBuffer_const<unsigned char>& im,
                   const xcPelBuffer_const<unsigned char>& imm, long ox, long oy) {
     double n = 0, st = 0, stt = 0, si = 0, sii = 0, sti = 0, nModel = 0;
@@ -205,7 +206,8 @@ TEST(SubModelTool, ScoresMeanLikeness) {
     std::mt19937 rng(4);
     std::uniform_int_distribution<int> pix(0, 255);
     for (long y = 0; y < 32; ++y)
-        for (long xx = 0; xx < 24; ++xx) noise.rowPointer(y)[xx] = static_cast<unsigned char>(pix(rng));
+        for (long xx = 0; xx < 24; ++xx)
+            noise.rowPointer(y)[xx] = static_cast<unsigned char>(pix(rng));
     EXPECT_LT(runScore(trained(a), noise, rp), 0.3);
 }
 
@@ -229,8 +231,8 @@ TEST(SubModelTool, EveryOffsetMatchesANaiveScoreWithAndWithoutMasks) {
     // range from 0 to near 1.
     for (long y = 5; y < 30; ++y)
         for (long x = 5; x < 26; ++x)
-            iroot.rowPointer(y + 3)[x + 4] =
-                static_cast<unsigned char>(std::clamp(mroot.rowPointer(y)[x] + coin(rng) * 5, 0, 255));
+            iroot.rowPointer(y + 3)[x + 4] = static_cast<unsigned char>(
+                std::clamp(mroot.rowPointer(y)[x] + coin(rng) * 5, 0, 255));
     xcPelBuffer_const<unsigned char> m = mroot, mm = mmroot, im = iroot, imm = imroot;
     m.window(xcPelRect(5, 4, 21, 17));
     mm.window(xcPelRect(5, 4, 21, 17));
@@ -240,7 +242,8 @@ TEST(SubModelTool, EveryOffsetMatchesANaiveScoreWithAndWithoutMasks) {
     rp.acceptThreshold(0.0);
     rp.partialMatchRect(xcPelRect(-20, -16, 40, 32));
     for (int modelMasked = 0; modelMasked < 2; ++modelMasked) {
-        const xcPelBuffer_const<unsigned char> useMm = modelMasked ? mm : xcPelBuffer_const<unsigned char>();
+        const xcPelBuffer_const<unsigned char> useMm =
+            modelMasked ? mm : xcPelBuffer_const<unsigned char>();
         const xc_SubModelTool tool = trained(m, useMm);
         for (int imageMasked = 0; imageMasked < 2; ++imageMasked) {
             const xcPelBuffer_const<unsigned char> useImm =
@@ -302,7 +305,8 @@ TEST(SubModelTool, ErrorsLeaveStateUnchanged) {
     } catch (const xcBadArgument& e) {
         EXPECT_EQ(e.string(), L"Sub-model tool: the tool is not trained");
     }
-    EXPECT_THROW(tool.train(xcFlexSubModel(), xcFlexSubModelCorTrainParams()), xcPel::UnboundWindow);
+    EXPECT_THROW(tool.train(xcFlexSubModel(), xcFlexSubModelCorTrainParams()),
+                 xcPel::UnboundWindow);
     EXPECT_FALSE(tool.isTrained());
     tool.train(xcFlexSubModel(a, L"A"), xcFlexSubModelCorTrainParams());
     EXPECT_EQ(tool.model().name(), L"A");
@@ -321,9 +325,9 @@ TEST(SubModelTool, ErrorsLeaveStateUnchanged) {
                   L"without rotation, scale or shear");
     }
     EXPECT_TRUE(rs.empty());
-    EXPECT_THROW(tool.run(a, xc2XformLinear(xcXform<2>::translation({NAN, 0.0})),
-                          compileParams(), {}, rs),
-                 xcBadArgument);
+    EXPECT_THROW(
+        tool.run(a, xc2XformLinear(xcXform<2>::translation({NAN, 0.0})), compileParams(), {}, rs),
+        xcBadArgument);
     EXPECT_THROW(tool.run(a, wrongMask, xc2XformLinear(), compileParams(), {}, rs), xcBadArgument);
     // The same scale in both client frames is fine.
     xcPelBuffer<unsigned char> scaled = strokes(kA);
@@ -349,7 +353,8 @@ TEST(SubModelTool, ErrorsLeaveStateUnchanged) {
         tp.coarseGrainLimit(0.5);
         FAIL();
     } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.string(), L"Sub-model training: the coarse grain limit must be at least 1, not 0.500000");
+        EXPECT_EQ(e.string(),
+                  L"Sub-model training: the coarse grain limit must be at least 1, not 0.500000");
     }
     EXPECT_EQ(tp.coarseGrainLimit(), 1.0);
     EXPECT_THROW(tp.zonesAllowed(-1), xcBadArgument);
