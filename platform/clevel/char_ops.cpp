@@ -1,11 +1,12 @@
 #include "platform/clevel/char_ops.h"
 
 #include <algorithm>
+#include <iterator>
 #include <cmath>
 #include <new>
 
+#include "platform/core/affine_rectangle.h"
 #include "platform/core/exception.h"
-#include "platform/core/math_util.h"
 #include "platform/core/pel_ops.h"
 
 namespace {
@@ -15,45 +16,52 @@ using Buffer = xcPelBuffer_const<unsigned char>;
 // True when v lies in the signed 32-bit range (false for NaN).
 bool inInt32(double v) { return v >= -2147483648.0 && v <= 2147483647.0; }
 
-// The pixel rectangle enclosing the real box (x0, y0) - (x1, y1), range-checked first.
-xstd_status encloseBox(double x0, double y0, double x1, double y1, xcPelRect& out) {
-    if (!inInt32(x0) || !inInt32(y0) || !inInt32(x1) || !inInt32(y1)) return xoc_eIntegerOverflow;
-    const long left = xfIFloor(x0), top = xfIFloor(y0);
-    out = xcPelRect(left, top, xfICeil(x1) - left, xfICeil(y1) - top);
+// The pixel rectangle enclosing the real rectangle r (floor of the upper-left, ceiling of the
+// lower-right corner ul + size), its corners range-checked first.
+xstd_status encloseRect(const xcRect& r, xcPelRect& out) {
+    const xcVector<2> ul = r.ul(), lr = r.lr();
+    if (!inInt32(ul.x()) || !inInt32(ul.y()) || !inInt32(lr.x()) || !inInt32(lr.y()))
+        return xoc_eIntegerOverflow;
+    out = r.enclosePelRect();
     return xstd_eSuccess;
 }
 
-// The image rectangle of the first specified mark rectangle (see the header, step 3).
+// The image rectangle of the first specified mark rectangle (see the header, step 3). It is
+// computed exactly as the character metrics compute a rectangle's image rectangle on a
+// buffer, so the two always agree: the buffer's transform must be linear and invertible
+// whatever the type; an image rectangle is enclosed as it stands; a client rectangle's
+// upper-left, upper-right and lower-left corners are mapped as an affine rectangle, whose
+// bounding box is enclosed.
 xstd_status markRectImage(const xoc_charMetrics& m, const Buffer& image, xcPelRect& out) {
+    static constexpr xoc_charRectType kOrder[] = {xoc_eMarkRectImage, xoc_eDetectedMarkRectImage,
+                                                  xoc_eMarkRect, xoc_eDetectedMarkRect};
     const std::uint32_t flags = m.specifiedRects;
-    if (flags & (xoc_eMarkRectImage | xoc_eDetectedMarkRectImage)) {
-        const xoc_rect32Fixed& f =
-            (flags & xoc_eMarkRectImage) ? m.markRectImage : m.detectedMarkRectImage;
-        xoc_rectD d{};
-        if (const xstd_status s = xoc_rectDInitFromRect32Fixed_(&d, &f, m.fractionBits);
-            xstd_failed(s))
-            return s;
-        return encloseBox(d.x, d.y, d.x + d.width, d.y + d.height, out);
-    }
-    if (!(flags & (xoc_eMarkRect | xoc_eDetectedMarkRect))) return xoc_eRectNotSpecified;
-    const xoc_rectD& d = (flags & xoc_eMarkRect) ? m.markRect : m.detectedMarkRect;
+    const auto found = std::find_if(std::begin(kOrder), std::end(kOrder),
+                                    [&](xoc_charRectType t) { return (flags & t) != 0; });
+    if (found == std::end(kOrder)) return xoc_eRectNotSpecified;
     if (!image.clientFromImageXformBase().isLinear()) return xstd_eBadArgument;
     const xcXform<2> clientFromImage = image.clientFromImageXform();
     if (!(std::isfinite(clientFromImage.det()) && clientFromImage.det() != 0.0))
         return xstd_eBadArgument;
     const xcXform<2> imageFromClient = clientFromImage.inverse();
-    const xcVector<2> ul(d.x, d.y), lr(d.x + d.width, d.y + d.height);
-    const xcVector<2> corners[4] = {
-        imageFromClient.mapPoint(ul), imageFromClient.mapPoint({lr.x(), ul.y()}),
-        imageFromClient.mapPoint({ul.x(), lr.y()}), imageFromClient.mapPoint(lr)};
-    double x0 = corners[0].x(), x1 = x0, y0 = corners[0].y(), y1 = y0;
-    for (const xcVector<2>& c : corners) {
-        x0 = std::min(x0, c.x());
-        x1 = std::max(x1, c.x());
-        y0 = std::min(y0, c.y());
-        y1 = std::max(y1, c.y());
+    switch (*found) {
+        case xoc_eMarkRectImage:
+        case xoc_eDetectedMarkRectImage: {
+            const xoc_rect32Fixed& f =
+                *found == xoc_eMarkRectImage ? m.markRectImage : m.detectedMarkRectImage;
+            xoc_rectD d{};
+            if (const xstd_status s = xoc_rectDInitFromRect32Fixed_(&d, &f, m.fractionBits);
+                xstd_failed(s))
+                return s;
+            return encloseRect(xcRect(d.x, d.y, d.width, d.height), out);
+        }
+        default: {
+            const xoc_rectD& d = *found == xoc_eMarkRect ? m.markRect : m.detectedMarkRect;
+            const xcRect r(d.x, d.y, d.width, d.height);
+            return encloseRect(xcAffineRectangle(r.ul(), r.ur(), r.ll()).boundingBox(imageFromClient),
+                               out);
+        }
     }
-    return encloseBox(x0, y0, x1, y1, out);
 }
 
 // The window of `source` binarized into a new buffer covering just that window, with the

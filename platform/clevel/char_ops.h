@@ -22,11 +22,13 @@
 //    result; a bound one with a threshold outside 0 to 256 gives xoc_eThresholdRange).
 // 3. The mark rectangle r, in image coordinates: the first specified of the metrics' mark rect
 //    image, detected mark rect image, mark rect and detected mark rect. None specified gives
-//    xoc_eRectNotSpecified. An image rectangle is converted from fixed point; a client one is
-//    mapped into image coordinates by the binarized image's image-from-client transform (which
-//    must be linear and invertible, xstd_eBadArgument otherwise) and boxed. Corners outside
-//    the signed 32-bit range give xoc_eIntegerOverflow. r is the pixel rectangle enclosing the
-//    result (upper-left floored, lower-right ceiled).
+//    xoc_eRectNotSpecified. The binarized image's client-from-image transform must then be
+//    linear and invertible, whatever the type (xstd_eBadArgument otherwise). An image
+//    rectangle is converted from fixed point; a client one has its upper-left, upper-right and
+//    lower-left corners mapped into image coordinates as an affine rectangle, which is boxed.
+//    Corners outside the signed 32-bit range give xoc_eIntegerOverflow. r is the pixel
+//    rectangle enclosing the result (upper-left floored, lower-right = upper-left + size
+//    ceiled) - the same rectangle as the character metrics' encloseRectImage on that image.
 // 4. The result is the binarized image windowed to r intersected with its window, in the
 //    binarized image's client frame; an unbound binarized image is returned unbound. A cached
 //    binarized image is shared; a fresh one holds only the pixels of the result's window.
