@@ -77,20 +77,22 @@ void xf_OCBackgroundPadImage(xcPelBuffer_const<unsigned char>& image, const xcPe
     image = copy;
 }
 
-void xf_OCBackgroundPadImage(xcPelBuffer<unsigned char>& image, xcPelBuffer<unsigned char>& mask,
-                             unsigned char careValue, const xcPelRect& rect, bool& ok) {
+namespace {
+
+// Pads image (and the mask while it stays bound) to the mask's care region within rect. The
+// care region is found on a read-only view of the mask, whose narrowing or unbinding
+// `adopt` carries over to the caller's mask handle.
+template <class Image, class Mask, class Adopt>
+void padToCareRegion(Image& image, Mask& mask, unsigned char careValue, const xcPelRect& rect,
+                     bool& ok, Adopt adopt) {
     if (!image.isBound()) xstd_assert_(__LINE__, "image must be bound");
     if (!image.window().contains(rect)) xstd_assert_(__LINE__, "image must contain rect");
     xcPelRect r = rect;
+    ok = true;
     if (mask.isBound()) {
         xcPelBuffer_const<unsigned char> view = mask;
         r = xf_OCWindowMaskCareRegion(view, careValue, ok).intersect(rect);
-        if (view.isBound())
-            mask.window(view.window(), false);
-        else
-            mask.unbind();
-    } else {
-        ok = true;
+        adopt(view);
     }
     if (ok && r.isNull()) ok = false;  // the care pixels lie outside rect: nothing to continue
     if (!ok) return;
@@ -98,19 +100,22 @@ void xf_OCBackgroundPadImage(xcPelBuffer<unsigned char>& image, xcPelBuffer<unsi
     if (mask.isBound()) xf_OCBackgroundPadImage(mask, r);
 }
 
+}  // namespace
+
+void xf_OCBackgroundPadImage(xcPelBuffer<unsigned char>& image, xcPelBuffer<unsigned char>& mask,
+                             unsigned char careValue, const xcPelRect& rect, bool& ok) {
+    padToCareRegion(image, mask, careValue, rect, ok,
+                    [&](const xcPelBuffer_const<unsigned char>& view) {
+                        if (view.isBound())
+                            mask.window(view.window(), false);
+                        else
+                            mask.unbind();
+                    });
+}
+
 void xf_OCBackgroundPadImage(xcPelBuffer_const<unsigned char>& image,
                              xcPelBuffer_const<unsigned char>& mask, unsigned char careValue,
                              const xcPelRect& rect, bool& ok) {
-    if (!image.isBound()) xstd_assert_(__LINE__, "image must be bound");
-    if (!image.window().contains(rect)) xstd_assert_(__LINE__, "image must contain rect");
-    xcPelRect r = rect;
-    if (mask.isBound()) {
-        r = xf_OCWindowMaskCareRegion(mask, careValue, ok).intersect(rect);
-    } else {
-        ok = true;
-    }
-    if (ok && r.isNull()) ok = false;  // the care pixels lie outside rect: nothing to continue
-    if (!ok) return;
-    xf_OCBackgroundPadImage(image, r);
-    if (mask.isBound()) xf_OCBackgroundPadImage(mask, r);
+    padToCareRegion(image, mask, careValue, rect, ok,
+                    [&](const xcPelBuffer_const<unsigned char>& view) { mask = view; });
 }
