@@ -138,3 +138,5 @@ std::wstring xfFromUtf8(const std::string& s) {
     }
     return out;
 }
+
+void xfAppendUtf8(std::string& out, std::uint32_t code) { appendUtf8(out, code); }

@@ -57,6 +57,9 @@ private:
     std::uint32_t m_code = 0;
 };
 
+// Appends the UTF-8 form of one code point; a surrogate or a value above 0x10FFFF becomes
+// U+FFFD.
+void xfAppendUtf8(std::string& out, std::uint32_t code);
 // UTF-8 form of a wide string; a unit that is not a code point (a surrogate or above
 // 0x10FFFF) becomes U+FFFD.
 std::string xfToUtf8(const std::wstring& s);

@@ -1,28 +1,12 @@
 #include "platform/diag/html_text.h"
 
+#include "platform/core/char_code.h"
+
 #include <cmath>
 #include <cstdio>
 #include <type_traits>
 
 namespace {
-
-void appendUtf8(std::string& out, char32_t c) {
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xC0 | (c >> 6));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += static_cast<char>(0xE0 | (c >> 12));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (c >> 18));
-        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-}
 
 // Appends one code point, escaped.
 void appendEscaped(std::string& out, char32_t c) {
@@ -56,7 +40,7 @@ void appendEscaped(std::string& out, char32_t c) {
         c = 0x2421;
     else if ((c >= 0xD800 && c <= 0xDFFF) || c > 0x10FFFF)
         c = 0xFFFD;
-    appendUtf8(out, c);
+    xfAppendUtf8(out, static_cast<std::uint32_t>(c));
 }
 
 }  // namespace
