@@ -98,9 +98,11 @@ public:
     // Offset of key1's character relative to key2's. Errors as for confusion().
     xcXform<2> characterOffset(long key1, long key2) const;
 
-    // Computes the confusion matrix and offsets on worker threads, recording the input, details
-    // and results that `flags` selects into `diag` (may be null). An already compiled alphabet
-    // is not recomputed.
+    // Computes the confusion matrix and offsets, recording the input, details and results that
+    // `flags` selects into `diag` (may be null). An already compiled alphabet is not
+    // recomputed. This build compiles only an empty alphabet: with characters to measure it
+    // throws xcOCDefs::NotImplemented "Alphabet compilation is not available in this build."
+    // before changing anything (alphabet_compile.cpp).
     void compile(xcDiagObject* diag = nullptr, unsigned long flags = 0);
 
     // The same characters (models equal by value, index by index), name, threshold (exactly)
