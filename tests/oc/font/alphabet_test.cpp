@@ -18,7 +18,6 @@ const wchar_t* const kSuppliedSame =
 const wchar_t* const kAlreadyThere =
     L"At least one of the supplied characters has the same key as one of the characters in "
     L"the alphabet.";
-const wchar_t* const kNotCompilable = L"Alphabet compilation is not available in this build.";
 
 ConstModels models(std::initializer_list<ModelHandle> l) { return ConstModels(l.begin(), l.end()); }
 
@@ -61,9 +60,9 @@ TEST(OCAlphabet, ConstructionValidatesThresholdThenKeys) {
     EXPECT_EQ(keysOf(ok), (std::vector<long>{2, 1}));
     EXPECT_EQ(ok.characterIndex(1), 1);
     EXPECT_EQ(ok.character(2).get(), b.get());  // models are shared, not copied
-    // An empty alphabet compiles at construction; measuring characters is not in this build.
+    // Alphabets compile at construction when asked.
     EXPECT_TRUE(xcOCAlphabet(ConstModels{}, 0.5, true).isCompiled());
-    EXPECT_OC_ERROR(xcOCAlphabet(models({a}), 0.5, true), xcOCDefs::NotImplemented, kNotCompilable);
+    EXPECT_TRUE(xcOCAlphabet(models({a}), 0.5, true).isCompiled());
     EXPECT_OC_ERROR(xcOCAlphabet(models({a, ModelHandle()}), 0.5, false), xcOCDefs::BadParams,
                     L"Every character handle must refer to a model.");
 }
@@ -104,12 +103,13 @@ TEST(OCAlphabet, CharactersAndAddCheckBeforeChanging) {
     alpha.characters(models({c}), false);
     EXPECT_EQ(keysOf(alpha), (std::vector<long>{3}));
 
-    // Adding to a compiled alphabet leaves it not compiled; a failed compile after the change
-    // keeps the change and the uncompiled state.
+    // Adding to a compiled alphabet leaves it not compiled unless the add compiles it.
     xcOCAlphabet compiled;
-    EXPECT_OC_ERROR(compiled.add(a, true), xcOCDefs::NotImplemented, kNotCompilable);
+    compiled.add(a, false);
     EXPECT_FALSE(compiled.isCompiled());
-    EXPECT_EQ(compiled.numChars(), 1);
+    compiled.add(c, true);
+    EXPECT_TRUE(compiled.isCompiled());
+    EXPECT_EQ(compiled.numChars(), 2);
 }
 
 TEST(OCAlphabet, QueriesOfAnUncompiledAlphabet) {
@@ -294,10 +294,12 @@ TEST(OCAlphabet, VersionZeroIsCompiledOnReading) {
     EXPECT_TRUE(empty.isCompiled());
     EXPECT_EQ(empty.numChars(), 0);
 
-    // With characters the recompilation needs the measurement this build does not have.
+    // A version-0 alphabet with characters that was compiled is compiled again on reading.
     xcOCAlphabet b;
-    xcArchive in{std::span<const unsigned char>(v0({normalModel(1, L"a")}, true))};
-    EXPECT_OC_ERROR(in || b, xcOCDefs::NotImplemented, kNotCompilable);
+    loadValue(v0({normalModel(1, L"a"), normalModel(2, L"b", 8, 12, 40)}, true), b);
+    EXPECT_TRUE(b.isCompiled());
+    EXPECT_EQ(b.confusion(1, 1), 1.0);
+    EXPECT_EQ(b.confusion(2, 2), 1.0);
 }
 
 TEST(OCAlphabet, TooNewVersionsAndInconsistentMatricesAreRefused) {

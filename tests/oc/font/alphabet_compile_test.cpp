@@ -1,0 +1,189 @@
+// Compilation of alphabets: blank and normal rows, planted overlaps, repeated compiles, worker
+// failures, time-outs and aborts.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "oc/font/alphabet.h"
+#include "oc/imageutil/blankness.h"
+#include "platform/core/attention.h"
+#include "platform/core/text.h"
+#include "platform/core/thread.h"
+#include "platform/core/timeout.h"
+#include "tests/oc/font/font_test_util.h"
+
+using namespace font_test;
+
+namespace {
+
+// A textured image: random blocks of 2 x 2 pixels (fixed seed).
+Buffer noiseImage(long width, long height, unsigned seed) {
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<int> grey(0, 255);
+    Buffer b(width, height);
+    for (long y = 0; y < height; y += 2)
+        for (long x = 0; x < width; x += 2) {
+            const auto v = static_cast<unsigned char>(grey(rng));
+            for (long dy = 0; dy < 2 && y + dy < height; ++dy)
+                for (long dx = 0; dx < 2 && x + dx < width; ++dx) b.rowPointer(y + dy)[x + dx] = v;
+        }
+    return b;
+}
+
+ConstModels models(std::initializer_list<ModelHandle> l) { return ConstModels(l.begin(), l.end()); }
+
+ModelHandle areaModel(long key, const Buffer& image, const xcPelRect& area) {
+    return ModelHandle(new xcOCModel(key, image, area, xcOCModel::eNormal, xfStr(key)));
+}
+
+// A transform that is not affine (the compile's workers cannot use it).
+class Bent : public xc2XformBase {
+public:
+    xcVector<2> mapPoint(const xcVector<2>& p) const override {
+        return {p.x() + 0.01 * p.y() * p.y(), p.y()};
+    }
+    bool isLinear() const override { return false; }
+    xc2XformLinear linearAt(const xcVector<2>& p) const override {
+        return xc2XformLinear(xcMatrix<2>(1.0, 0.02 * p.y(), 0.0, 1.0), mapPoint(p));
+    }
+    std::shared_ptr<xc2XformBase> clone() const override { return std::make_shared<Bent>(*this); }
+};
+
+}  // namespace
+
+TEST(OCAlphabetCompile, EmptyAndAllBlankAlphabets) {
+    xcOCAlphabet empty(ConstModels{}, 0.5, true);
+    EXPECT_TRUE(empty.isCompiled());
+    EXPECT_EQ(empty.numChars(), 0);
+
+    xcOCAlphabet blanks(models({blankModel(1, L"s"), blankModel(2, L"t")}), 0.5, true);
+    ASSERT_TRUE(blanks.isCompiled());
+    EXPECT_EQ(blanks.confusion(1, 1), 1.0);
+    EXPECT_EQ(blanks.confusion(1, 2), 0.0);
+    EXPECT_EQ(blanks.confusion(2, 1), 0.0);
+    EXPECT_EQ(blanks.characterOffset(1, 2), xcXform<2>());
+}
+
+TEST(OCAlphabetCompile, PlantedOverlapsScoreTheirSharedFraction) {
+    // B is A's image seen through a window shifted by (2, 1): at the identity pose 10 x 11 of
+    // A's 12 x 12 pixels lie on B, so each finds the other with score 110 / 144.
+    const Buffer image = noiseImage(20, 20, 7);
+    const Buffer other = noiseImage(12, 12, 99);
+    xcOCAlphabet a(models({areaModel(1, image, xcPelRect(0, 0, 12, 12)),
+                           areaModel(2, image, xcPelRect(2, 1, 12, 12)),
+                           areaModel(3, other, xcPelRect(0, 0, 12, 12))}),
+                   0.5, true);
+    ASSERT_TRUE(a.isCompiled());
+    for (long k = 1; k <= 3; ++k) {
+        EXPECT_EQ(a.confusion(k, k), 1.0);
+        EXPECT_EQ(a.characterOffset(k, k), xcXform<2>());
+    }
+    EXPECT_NEAR(a.confusion(1, 2), 110.0 / 144.0, 0.02);
+    EXPECT_NEAR(a.confusion(2, 1), 110.0 / 144.0, 0.02);
+    EXPECT_TRUE(xfRealEq(a.characterOffset(1, 2).matrix(), xcMatrix<2>(), 1e-12));
+    EXPECT_NEAR(a.characterOffset(1, 2).trans().x(), 0.0, 0.2);
+    EXPECT_NEAR(a.characterOffset(1, 2).trans().y(), 0.0, 0.2);
+    EXPECT_TRUE(a.areConfusable(1, 2));
+    // Unrelated textures hardly match anywhere.
+    EXPECT_LT(a.confusion(1, 3), 0.3);
+    EXPECT_LT(a.confusion(3, 2), 0.3);
+}
+
+TEST(OCAlphabetCompile, BlankRowKeepsTheLowestQuarterOfTheScores) {
+    // Eight normal characters of different smoothness and one blank; the blank row follows
+    // from the blankness scores: mean of the two lowest, 1 - s / mean below it, 0 otherwise.
+    ConstModels chars;
+    for (long k = 0; k < 8; ++k) {
+        Buffer img = noiseImage(14, 14, 11 + static_cast<unsigned>(k));
+        // Smooth the later images more so that their scores spread out.
+        for (long pass = 0; pass < k; ++pass)
+            for (long y = 0; y < 14; ++y)
+                for (long x = 1; x < 14; ++x)
+                    img.rowPointer(y)[x] = static_cast<unsigned char>(
+                        (img.rowPointer(y)[x] + img.rowPointer(y)[x - 1]) / 2);
+        chars.push_back(areaModel(10 + k, img, xcPelRect(0, 0, 14, 14)));
+    }
+    const auto blank = blankModel(99, L"space", xcPelRect(1, 1, 12, 12));
+    chars.push_back(blank);
+    xcOCAlphabet a(chars, 0.5, true);
+    ASSERT_TRUE(a.isCompiled());
+
+    std::vector<double> scores;
+    for (long k = 0; k < 8; ++k)
+        scores.push_back(xfScoreBlankness(chars[k]->image(), chars[k]->mask(), xcXform<2>(),
+                                          blank->image(), blank->imageArea(), blank->mask()));
+    std::vector<double> sorted = scores;
+    std::sort(sorted.begin(), sorted.end());
+    ASSERT_LT(sorted[1], sorted[2]);  // the planted spread
+    const double mean = (sorted[0] + sorted[1]) / 2.0;
+    long positives = 0;
+    for (long k = 0; k < 8; ++k) {
+        const double expected = scores[k] < mean ? 1.0 - scores[k] / mean : 0.0;
+        EXPECT_NEAR(a.confusion(99, 10 + k), expected, 1e-12) << k;
+        positives += a.confusion(99, 10 + k) > 0.0;
+    }
+    EXPECT_EQ(positives, 1);
+    EXPECT_EQ(a.confusion(99, 99), 1.0);
+    const xcXform<2> first = a.characterOffset(99, 10);
+    EXPECT_EQ(first.matrix(), xcMatrix<2>());
+    EXPECT_NEAR(first.trans().x(), mean, 1e-12);
+    EXPECT_NEAR(first.trans().y(), 1.0 - sorted[0] / mean, 1e-12);
+    EXPECT_EQ(a.characterOffset(99, 11), xcXform<2>());
+    // Normal rows never confuse a character with the blank.
+    EXPECT_EQ(a.confusion(10, 99), 0.0);
+}
+
+TEST(OCAlphabetCompile, CompilingTwiceChangesNothing) {
+    const Buffer image = noiseImage(20, 20, 3);
+    xcOCAlphabet a(models({areaModel(1, image, xcPelRect(0, 0, 12, 12)),
+                           areaModel(2, image, xcPelRect(3, 2, 12, 12)), blankModel(3, L"s")}),
+                   0.5, true);
+    std::vector<double> before;
+    for (long i = 1; i <= 3; ++i)
+        for (long j = 1; j <= 3; ++j) before.push_back(a.confusion(i, j));
+    a.compile();
+    a.compile(nullptr, 0x70000);
+    std::size_t k = 0;
+    for (long i = 1; i <= 3; ++i)
+        for (long j = 1; j <= 3; ++j) EXPECT_EQ(a.confusion(i, j), before[k++]);
+    EXPECT_TRUE(a.isCompiled());
+}
+
+TEST(OCAlphabetCompile, AFailedWorkerLeavesTheAlphabetUncompiled) {
+    Buffer bent = noiseImage(12, 12, 5);
+    bent.clientFromImageXformBase(Bent());
+    const auto good = areaModel(1, noiseImage(12, 12, 6), xcPelRect(0, 0, 12, 12));
+    const auto bad = areaModel(2, bent, xcPelRect(0, 0, 12, 12));
+    xcOCAlphabet a(models({good, bad}), 0.5, false);
+    EXPECT_THROW(a.compile(), xcBadArgument);
+    EXPECT_FALSE(a.isCompiled());
+    EXPECT_THROW(a.confusion(1, 1), xcOCDefs::NotCompiled);
+    a.remove(2);
+    a.compile();
+    EXPECT_TRUE(a.isCompiled());
+    EXPECT_EQ(a.confusion(1, 1), 1.0);
+}
+
+TEST(OCAlphabetCompile, ATimeOutOrAbortEndsTheCompile) {
+    const Buffer image = noiseImage(20, 20, 8);
+    xcOCAlphabet a(models({areaModel(1, image, xcPelRect(0, 0, 12, 12)),
+                           areaModel(2, image, xcPelRect(2, 2, 12, 12))}),
+                   0.5, false);
+    {
+        xcAttentionTag tag;
+        tag.attachTimeout(0.0);
+        EXPECT_THROW(a.compile(), xcTimeout::Expired);
+    }
+    EXPECT_FALSE(a.isCompiled());
+
+    xcAttention::abort(xfGetCurrentThreadID());
+    EXPECT_THROW(a.compile(), xcAttention::Aborted);
+    xcAttention::clearAbort();
+    EXPECT_FALSE(a.isCompiled());
+
+    a.compile();
+    EXPECT_TRUE(a.isCompiled());
+    EXPECT_NEAR(a.confusion(1, 2), 100.0 / 144.0, 0.02);
+}
