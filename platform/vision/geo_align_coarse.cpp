@@ -1,0 +1,304 @@
+#include "platform/vision/geo_align_coarse.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "platform/core/attention.h"
+#include "platform/vision/angle8.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace {
+
+constexpr long kRun = 32;  // placements scored together
+constexpr long kNear = 2;  // suppression reach of a kept coarse hit, pixels and angle steps
+
+// table[a][k]: 255 times the agreement of direction a (xcAngle8 steps) with direction k.
+struct AgreementTable {
+    unsigned char v[2][256][xc_GeoResponse::kDirections];
+    AgreementTable() {
+        for (int a = 0; a < 256; ++a)
+            for (int k = 0; k < xc_GeoResponse::kDirections; ++k) {
+                const double d = 2 * std::numbers::pi *
+                                 (a / 256.0 - static_cast<double>(k) / xc_GeoResponse::kDirections);
+                const double c = std::cos(d);
+                v[1][a][k] = static_cast<unsigned char>(std::lround(255.0 * std::max(0.0, c)));
+                v[0][a][k] = static_cast<unsigned char>(std::lround(255.0 * std::fabs(c)));
+            }
+    }
+};
+
+const AgreementTable& agreementTable() {
+    static const AgreementTable t;
+    return t;
+}
+
+// Appends the row maxima of placements u0 ... u1 - 1: sums below minSum count as -1, and a
+// placement is kept when its sum reaches minSum, is at least its left neighbour's and above its
+// right neighbour's.
+void rowMaxima(std::int32_t* sums, long w, long u0, long u1, std::int32_t minSum, long ti, long v,
+               std::vector<xc_GeoHit>& hits) {
+    for (long u = std::max(0L, u0 - 1); u < std::min(w, u1 + 1); ++u)
+        if (sums[u] < minSum) sums[u] = -1;
+    for (long u = u0; u < u1; ++u) {
+        const std::int32_t s = sums[u];
+        if (s < 0) continue;
+        if (u > 0 && sums[u - 1] > s) continue;
+        if (u + 1 < w && sums[u + 1] >= s) continue;
+        hits.push_back({s, static_cast<std::int32_t>(u), static_cast<std::int32_t>(v),
+                        static_cast<std::int32_t>(ti)});
+    }
+}
+
+}  // namespace
+
+xc_GeoResponse::xc_GeoResponse(const xc_GeoPlane& plane, const xc_GeoPlane* mask, double contrast,
+                               bool polarity, long border)
+    : m_w(plane.w), m_h(plane.h), m_border(border) {
+    m_stride = m_w + 2 * m_border + kRun;
+    m_planeSize = m_stride * (m_h + 2 * m_border);
+    m_data.assign(static_cast<size_t>(m_planeSize * kDirections), 0);
+    m_integral.assign(static_cast<size_t>((m_w + 1) * (m_h + 1)), 0);
+    std::vector<std::int16_t> gx(static_cast<size_t>(m_w)), gy(static_cast<size_t>(m_w));
+    const double t = 8.0 * contrast;
+    const std::int64_t t2 = static_cast<std::int64_t>(std::ceil(t * t));
+    const auto& table = agreementTable().v[polarity ? 1 : 0];
+    unsigned char* o = m_data.data() + m_border * m_stride + m_border;
+    for (long y = 0; y < m_h; ++y) {
+        if ((y & 15) == 0) xcAttention::check();
+        xf_GeoSobel(plane, mask, 0, y, m_w, 1, gx.data(), gy.data(), m_w);
+        unsigned char* row = o + y * m_stride;
+        std::int32_t* irow = m_integral.data() + (y + 1) * (m_w + 1);
+        const std::int32_t* iabove = irow - (m_w + 1);
+        std::int32_t run = 0;
+        for (long x = 0; x < m_w; ++x) {
+            const std::int64_t m2 =
+                static_cast<std::int64_t>(gx[x]) * gx[x] + static_cast<std::int64_t>(gy[x]) * gy[x];
+            if (m2 >= t2 && m2 > 0) {
+                const unsigned char a = xfAngle8FromGradient(gx[x], gy[x]).plainValue();
+                for (int k = 0; k < kDirections; ++k) row[x + k * m_planeSize] = table[a][k];
+                ++run;
+            }
+            irow[x + 1] = iabove[x + 1] + run;
+        }
+    }
+}
+
+long xc_GeoResponse::edgeCount(long x0, long y0, long x1, long y1) const {
+    x0 = std::max(x0, 0L);
+    y0 = std::max(y0, 0L);
+    x1 = std::min(x1, m_w - 1);
+    y1 = std::min(y1, m_h - 1);
+    if (x1 < x0 || y1 < y0) return 0;
+    const long s = m_w + 1;
+    const std::int32_t* I = m_integral.data();
+    return I[(y1 + 1) * s + x1 + 1] - I[y0 * s + x1 + 1] - I[(y1 + 1) * s + x0] + I[y0 * s + x0];
+}
+
+xc_GeoTemplate xf_GeoMakeTemplate(const std::vector<xc_GeoPoint>& points, int level, double angle,
+                                  double scale, const xc_GeoResponse& resp) {
+    xc_GeoTemplate t;
+    const double g = xf_GeoGrain(level);
+    const double c = std::cos(angle) * scale / g, s = std::sin(angle) * scale / g;
+    const double ca = std::cos(angle), sa = std::sin(angle);
+    const double binsPerRad = xc_GeoResponse::kDirections / (2 * std::numbers::pi);
+    std::vector<std::pair<long, long>> cells;
+    cells.reserve(points.size());
+    t.offsets.reserve(points.size());
+    t.dxMin = t.dyMin = 1L << 30;
+    t.dxMax = t.dyMax = -(1L << 30);
+    for (const xc_GeoPoint& p : points) {
+        const long dx = static_cast<long>(std::floor(c * p.x - s * p.y + 0.5));
+        const long dy = static_cast<long>(std::floor(s * p.x + c * p.y + 0.5));
+        const double ux = ca * p.ux - sa * p.uy, uy = sa * p.ux + ca * p.uy;
+        double a = std::atan2(uy, ux) * binsPerRad;
+        long k = static_cast<long>(std::floor(a + 0.5)) % xc_GeoResponse::kDirections;
+        if (k < 0) k += xc_GeoResponse::kDirections;
+        t.offsets.push_back(
+            static_cast<std::int32_t>(k * resp.planeSize() + dy * resp.stride() + dx));
+        t.dxMin = std::min(t.dxMin, dx);
+        t.dxMax = std::max(t.dxMax, dx);
+        t.dyMin = std::min(t.dyMin, dy);
+        t.dyMax = std::max(t.dyMax, dy);
+        cells.emplace_back(dx, dy);
+    }
+    std::sort(cells.begin(), cells.end());
+    long run = 0;
+    for (size_t i = 0; i < cells.size(); ++i) {
+        run = (i > 0 && cells[i] == cells[i - 1]) ? run + 1 : 1;
+        t.multiplicity = std::max(t.multiplicity, run);
+    }
+    return t;
+}
+
+void xf_GeoScanRowPlain(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long ti, long v,
+                        std::int32_t minSum, std::vector<xc_GeoHit>& hits) {
+    const long w = resp.width();
+    std::vector<std::int32_t> sums(static_cast<size_t>(w), 0);
+    const unsigned char* base = resp.origin() + v * resp.stride();
+    for (std::int32_t off : t.offsets)
+        for (long u = 0; u < w; ++u) sums[static_cast<size_t>(u)] += base[u + off];
+    rowMaxima(sums.data(), w, 0, w, minSum, ti, v, hits);
+}
+
+void xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long ti, long v,
+                   std::int32_t minSum, std::vector<xc_GeoHit>& hits) {
+#if defined(__SSE2__)
+    const long w = resp.width();
+    const long n = static_cast<long>(t.offsets.size());
+    // Sums stay below 2^15 (at most 128 points of 255), so signed 16-bit lanes hold them.
+    if (n > 128) {
+        xf_GeoScanRowPlain(resp, t, ti, v, minSum, hits);
+        return;
+    }
+    const long runs = (w + kRun - 1) / kRun;
+    std::int32_t sums[kRun * 32];  // rows up to 1024 placements; longer ones use rowSums
+    const unsigned char* base = resp.origin() + v * resp.stride();
+    const std::int32_t* off = t.offsets.data();
+    const __m128i zero = _mm_setzero_si128();
+    std::vector<std::int32_t> rowSums;
+    std::int32_t* out = sums;
+    if (w > kRun * 32) {
+        rowSums.resize(static_cast<size_t>(runs * kRun));
+        out = rowSums.data();
+    }
+    long first = w, end = 0;  // the placements that may hold hits
+    for (long r = 0; r < runs; ++r) {
+        const long u0 = r * kRun;
+        std::int32_t* o = out + u0;
+        // Bound 1: the edge pixels under the template's reach for these placements.
+        const long edges =
+            resp.edgeCount(u0 + t.dxMin, v + t.dyMin, u0 + kRun - 1 + t.dxMax, v + t.dyMax);
+        if (std::min(n, edges * t.multiplicity) * 255 < minSum) {
+            for (long j = 0; j < kRun; ++j) o[j] = -1;
+            continue;
+        }
+        const unsigned char* p = base + u0;
+        __m128i a0 = zero, a1 = zero, a2 = zero, a3 = zero;
+        bool dropped = false;
+        for (long i = 0; i < n;) {
+            const long blockEnd = std::min(n, i + 8);
+            for (; i < blockEnd; ++i) {
+                const unsigned char* q = p + off[i];
+                const __m128i x0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
+                const __m128i x1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q + 16));
+                a0 = _mm_add_epi16(a0, _mm_unpacklo_epi8(x0, zero));
+                a1 = _mm_add_epi16(a1, _mm_unpackhi_epi8(x0, zero));
+                a2 = _mm_add_epi16(a2, _mm_unpacklo_epi8(x1, zero));
+                a3 = _mm_add_epi16(a3, _mm_unpackhi_epi8(x1, zero));
+            }
+            if (i < n) {
+                // Bound 2: the best partial sum with every remaining point at 255.
+                __m128i m = _mm_max_epi16(_mm_max_epi16(a0, a1), _mm_max_epi16(a2, a3));
+                m = _mm_max_epi16(m, _mm_srli_si128(m, 8));
+                m = _mm_max_epi16(m, _mm_srli_si128(m, 4));
+                m = _mm_max_epi16(m, _mm_srli_si128(m, 2));
+                const long best = static_cast<std::int16_t>(_mm_cvtsi128_si32(m));
+                if (best + 255 * (n - i) < minSum) {
+                    dropped = true;
+                    break;
+                }
+            }
+        }
+        if (dropped) {
+            for (long j = 0; j < kRun; ++j) o[j] = -1;
+            continue;
+        }
+        alignas(16) std::int16_t lanes[kRun];
+        _mm_store_si128(reinterpret_cast<__m128i*>(lanes), a0);
+        _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 8), a1);
+        _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 16), a2);
+        _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 24), a3);
+        bool any = false;
+        for (long j = 0; j < kRun; ++j) {
+            o[j] = lanes[j];
+            any |= lanes[j] >= minSum;
+        }
+        if (any) {
+            first = std::min(first, u0);
+            end = std::min(w, u0 + kRun);
+        }
+    }
+    if (end > first) rowMaxima(out, w, first, end, minSum, ti, v, hits);
+#else
+    xf_GeoScanRowPlain(resp, t, ti, v, minSum, hits);
+#endif
+}
+
+std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
+                                                const std::vector<xc_GeoPoint>& points, int level,
+                                                const xc_GeoCoarseGrid& grid, double minScore,
+                                                long maxCandidates) {
+    const long na = static_cast<long>(grid.angles.size());
+    const long ns = static_cast<long>(grid.scales.size());
+    const long n = static_cast<long>(points.size());
+    const std::int32_t minSum =
+        std::max<std::int32_t>(1, static_cast<std::int32_t>(std::ceil(minScore * 255.0 * n)));
+    std::vector<xc_GeoTemplate> templates;
+    templates.reserve(static_cast<size_t>(na * ns));
+    for (long a = 0; a < na; ++a)
+        for (long s = 0; s < ns; ++s) {
+            templates.push_back(xf_GeoMakeTemplate(points, level,
+                                                   grid.angles[static_cast<size_t>(a)],
+                                                   grid.scales[static_cast<size_t>(s)], resp));
+            templates.back().angleIndex = a;
+            templates.back().scaleIndex = s;
+        }
+    std::vector<xc_GeoHit> hits;
+    for (long ti = 0; ti < static_cast<long>(templates.size()); ++ti)
+        for (long v = 0; v < resp.height(); ++v) {
+            xcAttention::check();
+            xf_GeoScanRow(resp, templates[static_cast<size_t>(ti)], ti, v, minSum, hits);
+        }
+
+    // Strongest first; a hit within kNear pixels and kNear angle steps (one scale step) of a
+    // kept one is dropped.
+    std::sort(hits.begin(), hits.end(), [](const xc_GeoHit& a, const xc_GeoHit& b) {
+        if (a.sum != b.sum) return a.sum > b.sum;
+        if (a.v != b.v) return a.v < b.v;
+        if (a.u != b.u) return a.u < b.u;
+        return a.t < b.t;
+    });
+    const long w = resp.width(), h = resp.height();
+    std::vector<std::int32_t> head(static_cast<size_t>(w * h), -1);
+    std::vector<std::int32_t> next;
+    std::vector<const xc_GeoHit*> kept;
+    std::vector<xc_GeoCandidate> out;
+    const double g = xf_GeoGrain(level);
+    for (const xc_GeoHit& hit : hits) {
+        if (static_cast<long>(out.size()) >= maxCandidates) break;
+        const xc_GeoTemplate& th = templates[static_cast<size_t>(hit.t)];
+        bool near = false;
+        for (long y = std::max(0L, hit.v - kNear); y <= std::min(h - 1, hit.v + kNear) && !near;
+             ++y)
+            for (long x = std::max(0L, hit.u - kNear); x <= std::min(w - 1, hit.u + kNear) && !near;
+                 ++x)
+                for (std::int32_t k = head[static_cast<size_t>(y * w + x)]; k >= 0;
+                     k = next[static_cast<size_t>(k)]) {
+                    const xc_GeoTemplate& tk =
+                        templates[static_cast<size_t>(kept[static_cast<size_t>(k)]->t)];
+                    long da = std::labs(tk.angleIndex - th.angleIndex);
+                    if (grid.angleCircular) da = std::min(da, na - da);
+                    if (da <= kNear && std::labs(tk.scaleIndex - th.scaleIndex) <= 1) {
+                        near = true;
+                        break;
+                    }
+                }
+        if (near) continue;
+        const size_t cell = static_cast<size_t>(hit.v * w + hit.u);
+        next.push_back(head[cell]);
+        head[cell] = static_cast<std::int32_t>(kept.size());
+        kept.push_back(&hit);
+        xc_GeoCandidate c;
+        c.pose.x = g * (hit.u + 0.5);
+        c.pose.y = g * (hit.v + 0.5);
+        c.pose.angle = grid.angles[static_cast<size_t>(th.angleIndex)];
+        c.pose.scale = grid.scales[static_cast<size_t>(th.scaleIndex)];
+        c.score = hit.sum / (255.0 * n);
+        out.push_back(c);
+    }
+    return out;
+}

@@ -1,0 +1,153 @@
+#include "platform/vision/geo_align_edge.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "platform/vision/gradient.h"
+
+namespace {
+
+constexpr double kStep = 0.5;  // sampling step along a normal, level pixels
+constexpr int kMaxSamples = 17;
+
+// Catmull-Rom weights of the taps -1, 0, 1, 2 at fraction t.
+inline void cubicWeights(float t, float w[4]) {
+    const float t2 = t * t, t3 = t2 * t;
+    w[0] = 0.5f * (-t3 + 2 * t2 - t);
+    w[1] = 0.5f * (3 * t3 - 5 * t2 + 2);
+    w[2] = 0.5f * (-3 * t3 + 4 * t2 + t);
+    w[3] = 0.5f * (t3 - t2);
+}
+
+}  // namespace
+
+void xc_GeoGradField::compute(const xc_GeoPlane& plane, const xc_GeoPlane* mask, double smoothing,
+                              long x0, long y0, long w, long h) {
+    const long grow = smoothing > 0 ? static_cast<long>(std::ceil(3.0 * smoothing)) + 1 : 1;
+    const long xa = std::max(0L, x0 - grow), ya = std::max(0L, y0 - grow);
+    const long xb = std::min(plane.w, x0 + w + grow), yb = std::min(plane.h, y0 + h + grow);
+    m_x0 = xa;
+    m_y0 = ya;
+    m_w = std::max(0L, xb - xa);
+    m_h = std::max(0L, yb - ya);
+    m_gx.assign(static_cast<size_t>(m_w * m_h), 0);
+    m_gy.assign(static_cast<size_t>(m_w * m_h), 0);
+    if (m_w <= 0 || m_h <= 0) return;
+    const xcPelBuffer_const<unsigned char> view(plane.row(ya) + xa, m_w, m_h, plane.stride);
+    xcGradientImage g;
+    xfGradient(view, smoothing, g);
+    for (long y = 0; y < m_h; ++y) {
+        const std::int16_t* sx = g.gx.rowPointer(y);
+        const std::int16_t* sy = g.gy.rowPointer(y);
+        std::copy(sx, sx + m_w, m_gx.begin() + y * m_w);
+        std::copy(sy, sy + m_w, m_gy.begin() + y * m_w);
+        if (mask) {
+            const unsigned char* m = mask->row(ya + y) + xa;
+            for (long x = 0; x < m_w; ++x)
+                if (m[x] < 128)
+                    m_gx[static_cast<size_t>(y * m_w + x)] =
+                        m_gy[static_cast<size_t>(y * m_w + x)] = 0;
+        }
+    }
+}
+
+bool xc_GeoGradField::sample(double x, double y, float& gxOut, float& gyOut) const {
+    const double fx = x - 0.5, fy = y - 0.5;
+    const double flx = std::floor(fx), fly = std::floor(fy);
+    const long ix = static_cast<long>(flx), iy = static_cast<long>(fly);
+    if (ix < m_x0 || iy < m_y0 || ix + 1 >= m_x0 + m_w || iy + 1 >= m_y0 + m_h) return false;
+    const float ax = static_cast<float>(fx - flx), ay = static_cast<float>(fy - fly);
+    const std::size_t i = idx_(ix, iy);
+    const std::size_t j = i + static_cast<std::size_t>(m_w);
+    const float w00 = (1 - ax) * (1 - ay), w10 = ax * (1 - ay), w01 = (1 - ax) * ay, w11 = ax * ay;
+    gxOut = w00 * m_gx[i] + w10 * m_gx[i + 1] + w01 * m_gx[j] + w11 * m_gx[j + 1];
+    gyOut = w00 * m_gy[i] + w10 * m_gy[i + 1] + w01 * m_gy[j] + w11 * m_gy[j + 1];
+    return true;
+}
+
+bool xc_GeoGradField::sampleCubic(double x, double y, float& gxOut, float& gyOut) const {
+    const double fx = x - 0.5, fy = y - 0.5;
+    const double flx = std::floor(fx), fly = std::floor(fy);
+    const long ix = static_cast<long>(flx), iy = static_cast<long>(fly);
+    if (ix - 1 < m_x0 || iy - 1 < m_y0 || ix + 2 >= m_x0 + m_w || iy + 2 >= m_y0 + m_h)
+        return false;
+    float wx[4], wy[4];
+    cubicWeights(static_cast<float>(fx - flx), wx);
+    cubicWeights(static_cast<float>(fy - fly), wy);
+    float sx = 0, sy = 0;
+    for (int j = 0; j < 4; ++j) {
+        const std::size_t r = idx_(ix - 1, iy - 1 + j);
+        float rx = 0, ry = 0;
+        for (int i = 0; i < 4; ++i) {
+            rx += wx[i] * m_gx[r + static_cast<size_t>(i)];
+            ry += wx[i] * m_gy[r + static_cast<size_t>(i)];
+        }
+        sx += wy[j] * rx;
+        sy += wy[j] * ry;
+    }
+    gxOut = sx;
+    gyOut = sy;
+    return true;
+}
+
+bool xf_GeoEdgeAlongNormal(const xc_GeoGradField& field, double qx, double qy, float nx, float ny,
+                           const xc_GeoEdgeProbe& probe, double& delta, double* width) {
+    const int half =
+        std::min(kMaxSamples / 2 - 1, static_cast<int>(std::lround(probe.reach / kStep)));
+    const int n = 2 * half + 1;
+    float d[kMaxSamples];
+    float m[kMaxSamples];
+    for (int j = 0; j < n; ++j) {
+        const double o = (j - half) * kStep;
+        float gx, gy;
+        if (!field.sample(qx + o * nx, qy + o * ny, gx, gy)) {
+            d[j] = 0.0f;
+            m[j] = 0.0f;
+            continue;
+        }
+        d[j] = probe.sign * (gx * nx + gy * ny);
+        m[j] = std::sqrt(gx * gx + gy * gy);
+    }
+    int best = -1;
+    for (int j = 1; j + 1 < n; ++j) {
+        if (!(d[j] >= probe.threshold && d[j] > 0.0f && d[j] >= d[j - 1] && d[j] > d[j + 1] &&
+              d[j] >= probe.minCos * m[j]))
+            continue;
+        if (best < 0 || std::abs(j - half) < std::abs(best - half) ||
+            (std::abs(j - half) == std::abs(best - half) && d[j] > d[best]))
+            best = j;
+    }
+    if (best < 0) return false;
+    // Bicubic samples around the peak, moved at most twice to keep the peak in the middle.
+    double at = (best - half) * kStep;
+    float sm[3];
+    for (int round = 0; round < 3; ++round) {
+        for (int k = 0; k < 3; ++k) {
+            const double o = at + (k - 1) * kStep;
+            float gx, gy;
+            if (!field.sampleCubic(qx + o * nx, qy + o * ny, gx, gy)) return false;
+            sm[k] = probe.sign * (gx * nx + gy * ny);
+        }
+        if (sm[0] > sm[1] && round < 2) {
+            at -= kStep;
+        } else if (sm[2] > sm[1] && round < 2) {
+            at += kStep;
+        } else {
+            break;
+        }
+    }
+    if (!(sm[1] > 0.0f && sm[1] >= sm[0] && sm[1] >= sm[2])) return false;
+    double off;
+    if (width) *width = 0.0;
+    if (sm[0] > 0.0f && sm[2] > 0.0f) {
+        const double l0 = std::log(sm[0]), l1 = std::log(sm[1]), l2 = std::log(sm[2]);
+        const double den = l0 - 2 * l1 + l2;
+        off = den < 0 ? 0.5 * (l0 - l2) / den : 0.0;
+        if (width && den < 0) *width = kStep / std::sqrt(-den);
+    } else {
+        const double den = sm[0] - 2.0 * sm[1] + sm[2];
+        off = den < 0 ? 0.5 * (sm[0] - sm[2]) / den : 0.0;
+    }
+    delta = at + std::clamp(off, -0.5, 0.5) * kStep;
+    return std::fabs(delta) <= probe.reach + kStep;
+}

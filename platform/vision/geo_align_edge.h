@@ -1,0 +1,63 @@
+// Sub-pixel edges of the geometric alignment tool (module-private): a window of gradients of
+// one pyramid level, and the edge found along a normal. Training places the pattern's fit
+// points with the same estimator that runs use on the searched image, so that whatever bias
+// the estimator has is shared by both.
+//
+// Coordinates are continuous level coordinates: level pixel (x, y) has its centre at
+// (x + 0.5, y + 0.5). Gradient values are xfGradient's (gradient.h): 128 per grey level per
+// pixel.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/vision/geo_align_pyramid.h"
+
+class xc_GeoGradField {
+public:
+    static constexpr float kUnits = 128.0f;  // gradient units per grey level per pixel
+
+    xc_GeoGradField() = default;
+    // The gradients (after Gaussian smoothing of `smoothing` pixels) of the window
+    // [x0, x0 + w) x [y0, y0 + h) of the plane, grown by the smoothing's reach and clipped to the
+    // plane. Pixels whose mask value is below 128 get a zero gradient.
+    void compute(const xc_GeoPlane& plane, const xc_GeoPlane* mask, double smoothing, long x0,
+                 long y0, long w, long h);
+
+    long x0() const { return m_x0; }
+    long y0() const { return m_y0; }
+    long width() const { return m_w; }
+    long height() const { return m_h; }
+    // The gradient at level pixel (x, y) (inside the window, unchecked).
+    std::int16_t gx(long x, long y) const { return m_gx[idx_(x, y)]; }
+    std::int16_t gy(long x, long y) const { return m_gy[idx_(x, y)]; }
+    // Bilinear (sample) and Catmull-Rom bicubic (sampleCubic) interpolation of the gradient at
+    // the continuous level point (x, y). False when the taps are not all inside the window.
+    bool sample(double x, double y, float& gx, float& gy) const;
+    bool sampleCubic(double x, double y, float& gx, float& gy) const;
+
+private:
+    std::size_t idx_(long x, long y) const {
+        return static_cast<std::size_t>((y - m_y0) * m_w + (x - m_x0));
+    }
+
+    long m_x0 = 0, m_y0 = 0, m_w = 0, m_h = 0;
+    std::vector<std::int16_t> m_gx, m_gy;
+};
+
+// How an edge is looked for along a normal.
+struct xc_GeoEdgeProbe {
+    double reach = 1.5;   // level pixels either way
+    float threshold = 0;  // smallest directional derivative, field units
+    float minCos = 0.7f;  // the gradient's direction within acos(minCos) of the normal
+    float sign = 1.0f;    // -1 looks for edges of reversed polarity
+};
+
+// The edge nearest to q (level coordinates) along the unit normal n: the local maximum of the
+// directional derivative sign * (gradient . n), sampled every half pixel within the reach, that
+// reaches the threshold, placed by a Gaussian (log-parabola) fit through bicubic samples around
+// it. delta is its signed distance from q along n, level pixels. When `width` is given it
+// receives the standard deviation of that Gaussian (level pixels), or 0 when the fit is not
+// Gaussian: the edge's blur as the gradient sees it.
+bool xf_GeoEdgeAlongNormal(const xc_GeoGradField& field, double qx, double qy, float nx, float ny,
+                           const xc_GeoEdgeProbe& probe, double& delta, double* width = nullptr);

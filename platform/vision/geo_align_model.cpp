@@ -1,0 +1,395 @@
+#include "platform/vision/geo_align_model.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <numeric>
+#include <string>
+
+#include "platform/core/attention.h"
+#include "platform/vision/geo_align_defs.h"
+#include "platform/vision/geo_align_edge.h"
+#include "platform/vision/geo_align_pyramid.h"
+
+namespace {
+
+// Automatic grain: the coarsest level keeps at least this many edge points and this radius
+// (level pixels), so that the coarse search still tells the pattern from clutter.
+constexpr long kMinCoarseEdges = 12;
+constexpr double kMinCoarseRadius = 3.0;
+constexpr int kMaxAutoLevel = 4;  // the coarsest automatic grain is 16
+// With eTrainAutoContrast the edge threshold is this fraction of the 90th percentile of the
+// magnitudes that reach the fixed threshold.
+constexpr double kAutoContrastFraction = 0.2;
+
+// An edge point of one level: level-l window-relative coordinates, unit direction, magnitude
+// (grey levels per pixel).
+struct RawEdge {
+    double x = 0, y = 0;
+    float ux = 0, uy = 0;
+    float mag = 0;
+};
+
+// Sobel magnitudes of a whole plane, grey levels per pixel.
+void magnitudes(const xc_GeoPlane& plane, std::vector<std::int16_t>& gx,
+                std::vector<std::int16_t>& gy, std::vector<float>& mag) {
+    const size_t n = static_cast<size_t>(plane.w * plane.h);
+    gx.resize(n);
+    gy.resize(n);
+    mag.resize(n);
+    xf_GeoSobel(plane, nullptr, 0, 0, plane.w, plane.h, gx.data(), gy.data(), plane.w);
+    for (size_t i = 0; i < n; ++i)
+        mag[i] = std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i])) * 0.125f;
+}
+
+// The edge points of a plane: maxima of the magnitude across the edge, at or above `thr`,
+// away from the plane's outer ring (whose gradients see the replicated border).
+std::vector<RawEdge> findEdges(const xc_GeoPlane& plane, double thr) {
+    std::vector<RawEdge> out;
+    const long w = plane.w, h = plane.h;
+    if (w < 3 || h < 3) return out;
+    std::vector<std::int16_t> gx, gy;
+    std::vector<float> mag;
+    magnitudes(plane, gx, gy, mag);
+    const float t = static_cast<float>(thr);
+    for (long y = 1; y + 1 < h; ++y) {
+        for (long x = 1; x + 1 < w; ++x) {
+            const size_t i = static_cast<size_t>(y * w + x);
+            const float m = mag[i];
+            if (m < t || m <= 0.0f) continue;
+            const int ax = std::abs(gx[i]), ay = std::abs(gy[i]);
+            long dx = 1, dy = 0;  // the neighbour across the edge
+            if (ay * 1000L > ax * 2414L) {
+                dx = 0;
+                dy = 1;
+            } else if (ay * 1000L > ax * 414L) {
+                dy = (gx[i] > 0) == (gy[i] > 0) ? 1 : -1;
+            }
+            const float m1 = mag[static_cast<size_t>((y - dy) * w + (x - dx))];
+            const float m2 = mag[static_cast<size_t>((y + dy) * w + (x + dx))];
+            if (!(m > m1 && m >= m2)) continue;
+            const float den = m1 - 2 * m + m2;
+            const double off = den < 0 ? std::clamp(0.5 * (m1 - m2) / den, -0.5, 0.5) : 0.0;
+            RawEdge e;
+            e.x = x + 0.5 + off * dx;
+            e.y = y + 0.5 + off * dy;
+            const float inv = 1.0f / std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i]));
+            e.ux = gx[i] * inv;
+            e.uy = gy[i] * inv;
+            e.mag = m;
+            out.push_back(e);
+        }
+    }
+    return out;
+}
+
+// Indices of the edges kept by thinning: strongest first, each at least `spacing` (level
+// pixels) from those kept before, the spacing growing until at most `target` remain.
+std::vector<size_t> thin(const std::vector<RawEdge>& edges, long target) {
+    std::vector<size_t> order(edges.size());
+    std::iota(order.begin(), order.end(), size_t{0});
+    if (static_cast<long>(edges.size()) <= target) return order;
+    std::stable_sort(order.begin(), order.end(),
+                     [&](size_t a, size_t b) { return edges[a].mag > edges[b].mag; });
+    double xmax = 0, ymax = 0;
+    for (const RawEdge& e : edges) {
+        xmax = std::max(xmax, e.x);
+        ymax = std::max(ymax, e.y);
+    }
+    std::vector<size_t> kept;
+    for (double d = 1.0;; d *= 1.15) {
+        const long gw = static_cast<long>(xmax / d) + 1, gh = static_cast<long>(ymax / d) + 1;
+        std::vector<long> head(static_cast<size_t>(gw * gh), -1);
+        std::vector<long> next;
+        kept.clear();
+        for (size_t i : order) {
+            const RawEdge& e = edges[i];
+            const long cx = static_cast<long>(e.x / d), cy = static_cast<long>(e.y / d);
+            bool near = false;
+            for (long yy = std::max(0L, cy - 1); yy <= std::min(gh - 1, cy + 1) && !near; ++yy)
+                for (long xx = std::max(0L, cx - 1); xx <= std::min(gw - 1, cx + 1) && !near; ++xx)
+                    for (long k = head[static_cast<size_t>(yy * gw + xx)]; k >= 0;
+                         k = next[static_cast<size_t>(k)]) {
+                        const RawEdge& o = edges[kept[static_cast<size_t>(k)]];
+                        const double ddx = o.x - e.x, ddy = o.y - e.y;
+                        if (ddx * ddx + ddy * ddy < d * d) {
+                            near = true;
+                            break;
+                        }
+                    }
+            if (near) continue;
+            const size_t cell = static_cast<size_t>(cy * gw + cx);
+            next.push_back(head[cell]);
+            head[cell] = static_cast<long>(kept.size());
+            kept.push_back(i);
+        }
+        if (static_cast<long>(kept.size()) <= target) break;
+    }
+    std::sort(kept.begin(), kept.end());  // back to raster order
+    return kept;
+}
+
+std::vector<xc_GeoPoint> toPoints(const std::vector<RawEdge>& edges, const std::vector<size_t>& idx,
+                                  int level, const xcVector<2>& ref) {
+    const double g = xf_GeoGrain(level);
+    std::vector<xc_GeoPoint> pts;
+    pts.reserve(idx.size());
+    for (size_t i : idx) {
+        xc_GeoPoint p;
+        p.x = static_cast<float>(edges[i].x * g - ref.x());
+        p.y = static_cast<float>(edges[i].y * g - ref.y());
+        p.ux = edges[i].ux;
+        p.uy = edges[i].uy;
+        pts.push_back(p);
+    }
+    return pts;
+}
+
+double radiusOf(const std::vector<RawEdge>& edges, int level, const xcVector<2>& ref) {
+    const double g = xf_GeoGrain(level);
+    double r2 = 0;
+    for (const RawEdge& e : edges) {
+        const double dx = e.x * g - ref.x(), dy = e.y * g - ref.y();
+        r2 = std::max(r2, dx * dx + dy * dy);
+    }
+    return std::sqrt(r2);
+}
+
+double autoThreshold(const xc_GeoPlane& plane) {
+    std::vector<std::int16_t> gx, gy;
+    std::vector<float> mag;
+    magnitudes(plane, gx, gy, mag);
+    std::vector<float> strong;
+    for (float m : mag)
+        if (m >= xc_GeoDefs::kTrainContrast) strong.push_back(m);
+    if (strong.empty()) return xc_GeoDefs::kTrainContrast;
+    const size_t k = strong.size() * 9 / 10;
+    std::nth_element(strong.begin(), strong.begin() + static_cast<long>(k), strong.end());
+    return std::max(xc_GeoDefs::kTrainContrast, kAutoContrastFraction * strong[k]);
+}
+
+// The plane padded by `pad` pixels on every side, replicating its border pixels.
+xc_GeoPlane padPlane(const xc_GeoPlane& src, long pad, std::vector<unsigned char>& store) {
+    xc_GeoPlane out;
+    out.w = src.w + 2 * pad;
+    out.h = src.h + 2 * pad;
+    out.stride = out.w;
+    store.resize(static_cast<size_t>(out.w * out.h));
+    for (long y = 0; y < out.h; ++y) {
+        const unsigned char* s = src.row(std::clamp(y - pad, 0L, src.h - 1));
+        unsigned char* d = store.data() + y * out.w;
+        std::fill(d, d + pad, s[0]);
+        std::copy(s, s + src.w, d + pad);
+        std::fill(d + pad + src.w, d + out.w, s[src.w - 1]);
+    }
+    out.p = store.data();
+    return out;
+}
+
+int levelOfGrain(double grain) { return static_cast<int>(std::lround(std::log2(grain))); }
+
+std::wstring grainText(double v) {
+    std::wstring s = std::to_wstring(v);
+    while (s.size() > 1 && s.back() == L'0') s.pop_back();
+    if (!s.empty() && s.back() == L'.') s.pop_back();
+    return s;
+}
+
+// The fit point sets: the finest level's thinned edges, each moved to the edge that the run's
+// estimator finds along its normal on the training image blurred by each of kFitBlurs. A point
+// that is not found on the training image as it is is dropped; one that a blur makes vanish
+// (thin strokes merge) keeps its place at the blur before.
+void buildFitSets(const xc_GeoPlane& plane, double off, const std::vector<RawEdge>& edges,
+                  int level, const xcVector<2>& ref, double thr, xc_GeoModel& model) {
+    constexpr int K = xc_GeoModel::kFitSets;
+    xc_GeoGradField fields[K];
+    for (int k = 0; k < K; ++k) {
+        xcAttention::check();
+        const double b = xc_GeoModel::kFitBlurs[k], r = xc_GeoModel::kFitSmoothing;
+        fields[k].compute(plane, nullptr, std::sqrt(b * b + r * r), 0, 0, plane.w, plane.h);
+    }
+    xc_GeoEdgeProbe probe;
+    probe.reach = 1.5;
+    probe.threshold = static_cast<float>(xc_GeoGradField::kUnits * thr);
+    std::vector<RawEdge> moved[K];
+    std::vector<double> widths[K];
+    for (size_t i : thin(edges, xc_GeoModel::kFitPoints)) {
+        RawEdge e[K];
+        double w[K];
+        bool found = true;
+        for (int k = 0; k < K; ++k) {
+            e[k] = edges[i];
+            double delta;
+            w[k] = 0;
+            if (xf_GeoEdgeAlongNormal(fields[k], e[k].x + off, e[k].y + off, e[k].ux, e[k].uy,
+                                      probe, delta, &w[k])) {
+                e[k].x += delta * e[k].ux;
+                e[k].y += delta * e[k].uy;
+            } else if (k == 0) {
+                found = false;
+                break;
+            } else {
+                e[k] = e[k - 1];
+            }
+        }
+        if (!found) continue;
+        for (int k = 0; k < K; ++k) {
+            moved[k].push_back(e[k]);
+            if (w[k] > 0) widths[k].push_back(w[k]);
+        }
+    }
+    std::vector<size_t> idx(moved[0].size());
+    std::iota(idx.begin(), idx.end(), size_t{0});
+    double last = 0;
+    for (int k = 0; k < K; ++k) {
+        model.fitSets.push_back(toPoints(moved[k], idx, level, ref));
+        double med = last;
+        if (!widths[k].empty()) {
+            std::vector<double>& v = widths[k];
+            std::nth_element(v.begin(), v.begin() + static_cast<long>(v.size() / 2), v.end());
+            med = v[v.size() / 2];
+        }
+        last = std::max(last + 1e-6, med);  // kept increasing for the interpolation
+        model.fitWidths.push_back(last);
+    }
+    model.fitPoints = model.fitSets.front();
+}
+
+}  // namespace
+
+bool xc_GeoModel::matchPolarity() const {
+    return (trainFlags & xc_GeoDefs::eTrainMatchPolarity) != 0;
+}
+
+std::shared_ptr<const xc_GeoModel> xf_GeoTrain(const xcPelBuffer_const<unsigned char>& image,
+                                               long trainFlags, bool autoGrain, double fine,
+                                               double coarse) {
+    if (!image.isBound())
+        throw xc_GeoDefs::BadTrainImage(L"Cannot train a geometric pattern on an unbound image");
+    if (trainFlags < 0 || (trainFlags & ~static_cast<long>(xc_GeoDefs::eTrainAllFlags)) != 0)
+        throw xc_GeoDefs::BadTrainFlags(L"Unknown geometric pattern train flags " +
+                                        std::to_wstring(trainFlags) +
+                                        L" (1 match polarity, 2 automatic contrast)");
+    int fineLevel = 0, coarseLevel = xc_GeoModel::kMaxLevel;
+    if (!autoGrain) {
+        if (!std::isfinite(fine) || !std::isfinite(coarse) || fine < 1.0 || coarse < fine ||
+            coarse > xf_GeoGrain(xc_GeoModel::kMaxLevel))
+            throw xc_GeoDefs::BadGrainLimits(
+                L"Bad grain limits (" + grainText(fine) + L", " + grainText(coarse) +
+                L"): the fine grain must be at least 1 pixel and the coarse grain between the "
+                L"fine grain and 64 pixels");
+        fineLevel = levelOfGrain(fine);
+        coarseLevel = levelOfGrain(coarse);
+    }
+    const xcPelRect win = image.window();
+    if (win.width() < 3 || win.height() < 3)
+        throw xc_GeoDefs::TooFewEdges(L"The training window (" + std::to_wstring(win.width()) +
+                                      L" x " + std::to_wstring(win.height()) +
+                                      L" pixels) is too small to hold edges");
+
+    auto model = std::make_shared<xc_GeoModel>();
+    model->window = win;
+    model->clientFromImage = image.clientFromImageXformBasePtr();
+    const xcVector<2> centre(win.x() + 0.5 * win.width(), win.y() + 0.5 * win.height());
+    model->clientFromImageLinear = model->clientFromImage->linearAt(centre).xform();
+    if (!std::isfinite(model->clientFromImageLinear.determinant()) ||
+        model->clientFromImageLinear.determinant() == 0.0)
+        throw xc_GeoDefs::BadTrainImage(
+            L"The training image's client-from-image transform is singular");
+    model->trainFlags = trainFlags;
+
+    xc_GeoPlane plane;
+    plane.w = win.width();
+    plane.h = win.height();
+    plane.stride = image.rowUpdate();
+    plane.p = image.pelPointer(win.x(), win.y());
+    model->edgeThreshold = (trainFlags & xc_GeoDefs::eTrainAutoContrast)
+                               ? autoThreshold(plane)
+                               : xc_GeoDefs::kTrainContrast;
+
+    // The window padded by replicating its border pixels, so that the coarse levels see the
+    // pattern's edges near the window's border; only edges inside the window count.
+    const int topLevel = autoGrain ? kMaxAutoLevel : coarseLevel;
+    const long pad = 2L << topLevel;
+    std::vector<unsigned char> padded;
+    const xc_GeoPlane base = padPlane(plane, pad, padded);
+
+    // Edges of every level up to the coarsest that may be used, in window-relative level
+    // coordinates.
+    std::vector<std::vector<unsigned char>> store;
+    store.reserve(static_cast<size_t>(topLevel) + 1);
+    std::vector<std::vector<RawEdge>> edges;
+    std::vector<xc_GeoPlane> planes;
+    xc_GeoPlane lp = base;
+    for (int l = 0; l <= topLevel; ++l) {
+        xcAttention::check();
+        if (l > 0) {
+            if (lp.w < 6 || lp.h < 6) break;
+            store.emplace_back();
+            lp = xf_GeoHalve(lp, store.back());
+        }
+        planes.push_back(lp);
+        const double g = xf_GeoGrain(l), off = pad / g;
+        std::vector<RawEdge> inside;
+        for (RawEdge e : findEdges(lp, model->edgeThreshold)) {
+            e.x -= off;
+            e.y -= off;
+            if (e.x >= 0 && e.y >= 0 && e.x * g <= plane.w && e.y * g <= plane.h)
+                inside.push_back(e);
+        }
+        edges.push_back(std::move(inside));
+    }
+    auto tooFew = [&](int l) {
+        const long n = l < static_cast<int>(edges.size()) ? static_cast<long>(edges[l].size()) : 0;
+        return xc_GeoDefs::TooFewEdges(L"Too few edges to train at grain " +
+                                       grainText(xf_GeoGrain(l)) + L": " + std::to_wstring(n) +
+                                       L" edge points, at least " +
+                                       std::to_wstring(xc_GeoModel::kMinPoints) + L" needed");
+    };
+    if (static_cast<int>(edges.size()) <= fineLevel ||
+        static_cast<long>(edges[static_cast<size_t>(fineLevel)].size()) < xc_GeoModel::kMinPoints)
+        throw tooFew(fineLevel);
+
+    // The reference point: the centroid of the finest level's edges, level-0 pixels.
+    const std::vector<RawEdge>& fineEdges = edges[static_cast<size_t>(fineLevel)];
+    double sx = 0, sy = 0;
+    for (const RawEdge& e : fineEdges) {
+        sx += e.x;
+        sy += e.y;
+    }
+    const double g0 = xf_GeoGrain(fineLevel);
+    model->reference = xcVector<2>(g0 * sx / fineEdges.size(), g0 * sy / fineEdges.size());
+    const double r0 = radiusOf(fineEdges, fineLevel, model->reference);
+
+    if (autoGrain) {
+        coarseLevel = fineLevel;
+        for (int l = fineLevel + 1; l < static_cast<int>(edges.size()); ++l) {
+            if (static_cast<long>(edges[static_cast<size_t>(l)].size()) < kMinCoarseEdges) break;
+            if (r0 / xf_GeoGrain(l) < kMinCoarseRadius) break;
+            coarseLevel = l;
+        }
+    } else {
+        for (int l = fineLevel; l <= coarseLevel; ++l)
+            if (l >= static_cast<int>(edges.size()) ||
+                static_cast<long>(edges[static_cast<size_t>(l)].size()) < xc_GeoModel::kMinPoints)
+                throw tooFew(l);
+    }
+    model->fineLevel = fineLevel;
+    model->coarseLevel = coarseLevel;
+    for (int l = fineLevel; l <= coarseLevel; ++l) {
+        const std::vector<RawEdge>& e = edges[static_cast<size_t>(l)];
+        xc_GeoLevel lv;
+        lv.level = l;
+        lv.numEdges = static_cast<long>(e.size());
+        lv.radius = radiusOf(e, l, model->reference);
+        const long target =
+            l == coarseLevel ? xc_GeoModel::kCoarsePoints : xc_GeoModel::kSearchPoints;
+        lv.points = toPoints(e, thin(e, target), l, model->reference);
+        model->levels.push_back(std::move(lv));
+    }
+    buildFitSets(planes[static_cast<size_t>(fineLevel)], pad / g0, fineEdges, fineLevel,
+                 model->reference, model->edgeThreshold, *model);
+    if (static_cast<long>(model->fitPoints.size()) < xc_GeoModel::kMinPoints)
+        throw tooFew(fineLevel);
+    return model;
+}

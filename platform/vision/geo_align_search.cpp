@@ -1,0 +1,300 @@
+#include "platform/vision/geo_align_search.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "platform/core/attention.h"
+#include "platform/vision/geo_align_defs.h"
+#include "platform/vision/geo_align_refine.h"
+#include "platform/vision/geo_align_track.h"
+
+namespace {
+
+constexpr double kPi = std::numbers::pi;
+// Grid steps move the pattern's farthest point by this many pixels of their level.
+constexpr double kStepPixels = 1.0;
+// Thresholds of the coarse search and of the tracking, as fractions of the accept threshold.
+constexpr double kCoarseFactor = 0.6;
+constexpr double kTrackFactor = 0.7;
+constexpr double kMinCoarseScore = 0.1;
+// Candidates fitted beyond numToFind, and the overlap beyond which a tracked candidate is taken
+// for the same instance as a better one (and not fitted).
+constexpr long kExtraFits = 4;
+constexpr double kSameInstance = 0.7;
+
+long maxCandidates(long numToFind) { return 16 + 4 * numToFind; }
+
+// How client angles and scales relate to those of the image pixel frame: client angle =
+// sign * pixel angle + offset, client scale = factor * pixel scale (exact for similarity
+// client transforms).
+struct FrameMap {
+    double sign = 1, offset = 0, factor = 1;
+    xcMatrix<2> imageToClient;  // linear part of the searched image's client transform
+    xcXform<2> clientFromImage;
+    xcMatrix<2> patternFromClient;  // inverse linear part of the pattern's client transform
+};
+
+double rotOf(const xcMatrix<2>& m) { return std::atan2(m(1, 0), m(0, 0)); }
+
+FrameMap frameMap(const xc_GeoModel& model, const xcPelBuffer_const<unsigned char>& image) {
+    const xcPelRect win = image.window();
+    const xcVector<2> centre(win.x() + 0.5 * win.width(), win.y() + 0.5 * win.height());
+    FrameMap f;
+    f.clientFromImage = image.clientFromImageXformBase().linearAt(centre).xform();
+    const double dets = f.clientFromImage.determinant();
+    if (!std::isfinite(dets) || dets == 0.0)
+        throw xc_GeoDefs::InternalError(
+            L"Geometric alignment run: the image's client-from-image transform is singular");
+    f.imageToClient = f.clientFromImage.matrix();
+    f.patternFromClient = model.clientFromImageLinear.matrix().inverse();
+    const xcMatrix<2> m0 = f.imageToClient * f.patternFromClient;
+    const xcMatrix<2> m1 =
+        f.imageToClient * xcMatrix<2>::rotation(xcRadian(kPi / 2)) * f.patternFromClient;
+    f.offset = rotOf(m0);
+    const double d = std::remainder(rotOf(m1) - f.offset, 2 * kPi);
+    f.sign = d >= 0 ? 1.0 : -1.0;
+    f.factor = m0.xScale();
+    return f;
+}
+
+// Cells of a zone: n samples at the centres of equal cells of [lo, hi], n the fewest that keeps
+// cells within `step`.
+std::vector<double> cells(double lo, double hi, double step) {
+    const double w = hi - lo;
+    const long n = w <= step ? 1 : static_cast<long>(std::ceil(w / step - 1e-9));
+    std::vector<double> v;
+    for (long i = 0; i < n; ++i) v.push_back(lo + (i + 0.5) * w / n);
+    return v;
+}
+
+std::vector<xcVector<2>> footprint(const xc_GeoModel& model, const xc_GeoPose& p) {
+    const double w = model.window.width(), h = model.window.height();
+    const double rx = model.reference.x(), ry = model.reference.y();
+    const double c = std::cos(p.angle) * p.scale, s = std::sin(p.angle) * p.scale;
+    std::vector<xcVector<2>> out;
+    for (const auto& [x, y] : {std::pair{0.0, 0.0}, {w, 0.0}, {w, h}, {0.0, h}}) {
+        const double px = x - rx, py = y - ry;
+        out.emplace_back(p.x + c * px - s * py, p.y + s * px + c * py);
+    }
+    return out;
+}
+
+// Drops candidates within one pixel, one angle step and one scale step of a better one.
+void dedupe(std::vector<xc_GeoCandidate>& cands, int level, const xc_GeoRunSetup& setup, long cap) {
+    std::stable_sort(
+        cands.begin(), cands.end(),
+        [](const xc_GeoCandidate& a, const xc_GeoCandidate& b) { return a.score > b.score; });
+    const double g = xf_GeoGrain(level);
+    const double da = setup.angleStep0 * g * 1.01, ds = setup.logScaleStep0 * g * 1.01;
+    std::vector<xc_GeoCandidate> kept;
+    for (const xc_GeoCandidate& c : cands) {
+        if (static_cast<long>(kept.size()) >= cap) break;
+        bool near = false;
+        for (const xc_GeoCandidate& k : kept) {
+            if (std::fabs(k.pose.x - c.pose.x) > g * 1.01 ||
+                std::fabs(k.pose.y - c.pose.y) > g * 1.01)
+                continue;
+            if (std::fabs(std::remainder(k.pose.angle - c.pose.angle, 2 * kPi)) > da) continue;
+            if (std::fabs(std::log(k.pose.scale / c.pose.scale)) > ds) continue;
+            near = true;
+            break;
+        }
+        if (!near) kept.push_back(c);
+    }
+    cands.swap(kept);
+}
+
+}  // namespace
+
+double xf_GeoConvexOverlapArea(const std::vector<xcVector<2>>& a,
+                               const std::vector<xcVector<2>>& b) {
+    auto signedArea = [](const std::vector<xcVector<2>>& p) {
+        double s = 0;
+        for (size_t i = 0; i < p.size(); ++i) {
+            const xcVector<2>& u = p[i];
+            const xcVector<2>& v = p[(i + 1) % p.size()];
+            s += u.x() * v.y() - v.x() * u.y();
+        }
+        return 0.5 * s;
+    };
+    if (a.size() < 3 || b.size() < 3) return 0.0;
+    // Sutherland-Hodgman: clip a by every edge of b (b turned counter-clockwise in the
+    // mathematical sense, so that its inside is on the left).
+    std::vector<xcVector<2>> clip = b;
+    if (signedArea(clip) < 0) std::reverse(clip.begin(), clip.end());
+    std::vector<xcVector<2>> poly = a;
+    for (size_t i = 0; i < clip.size() && !poly.empty(); ++i) {
+        const xcVector<2> e0 = clip[i], e1 = clip[(i + 1) % clip.size()];
+        auto side = [&](const xcVector<2>& p) {
+            return (e1.x() - e0.x()) * (p.y() - e0.y()) - (e1.y() - e0.y()) * (p.x() - e0.x());
+        };
+        std::vector<xcVector<2>> out;
+        for (size_t j = 0; j < poly.size(); ++j) {
+            const xcVector<2> p = poly[j], q = poly[(j + 1) % poly.size()];
+            const double sp = side(p), sq = side(q);
+            if (sp >= 0) out.push_back(p);
+            if ((sp >= 0) != (sq >= 0)) {
+                const double t = sp / (sp - sq);
+                out.emplace_back(p.x() + t * (q.x() - p.x()), p.y() + t * (q.y() - p.y()));
+            }
+        }
+        poly.swap(out);
+    }
+    return poly.size() < 3 ? 0.0 : std::fabs(signedArea(poly));
+}
+
+void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned char>& image,
+                  const xcPelBuffer_const<unsigned char>& mask, const xcGeoAlignRunParams& params,
+                  xcGeoAlignResultSet& results) {
+    results.clear();
+    const FrameMap fm = frameMap(model, image);
+
+    // The zones in the image's pixel frame.
+    xc_GeoRunSetup setup;
+    setup.contrast = params.contrastThreshold();
+    setup.polarity = model.matchPolarity();
+    setup.angleFree = params.zoneEnabled(xc_GeoDefs::eDofAngle);
+    setup.scaleFree = params.zoneEnabled(xc_GeoDefs::eDofScale);
+    const double deg = kPi / 180.0;
+    setup.angleNominal = fm.sign * (params.nominal(xc_GeoDefs::eDofAngle) * deg - fm.offset);
+    setup.scaleNominal = params.nominal(xc_GeoDefs::eDofScale) / fm.factor;
+    const xcRange& az = params.zone(xc_GeoDefs::eDofAngle);
+    if (setup.angleFree) {
+        if (az.isFull() || az.end() - az.start() >= 360.0) {
+            setup.angleCircular = true;
+        } else {
+            const double a = fm.sign * (az.start() * deg - fm.offset);
+            const double b = fm.sign * (az.end() * deg - fm.offset);
+            setup.angleLo = std::min(a, b);
+            setup.angleHi = std::max(a, b);
+        }
+    }
+    const xcRange& sz = params.zone(xc_GeoDefs::eDofScale);
+    setup.scaleLo = sz.start() / fm.factor;
+    setup.scaleHi = sz.end() / fm.factor;
+    const double smax = setup.scaleFree ? setup.scaleHi : setup.scaleNominal;
+
+    // The pyramid, and the coarse level it allows.
+    xc_GeoPyramid pyr(image, mask, model.coarseLevel);
+    const int coarse = std::min(pyr.top(), model.coarseLevel);
+    if (coarse < model.fineLevel) return;  // the image is smaller than the finest grain
+    const xc_GeoLevel& top = model.level(coarse);
+    const double g = xf_GeoGrain(coarse);
+
+    // The coarse grid: steps that move the farthest point by about kStepPixels pixels.
+    const double r0 = std::max(1.0, model.radius() * smax);
+    const double step = kStepPixels * g / r0;
+    xc_GeoCoarseGrid grid;
+    if (!setup.angleFree) {
+        grid.angles = {setup.angleNominal};
+        setup.angleStep0 = 0;
+    } else if (setup.angleCircular) {
+        const long n = static_cast<long>(std::ceil(2 * kPi / step));
+        for (long i = 0; i < n; ++i) grid.angles.push_back(-kPi + 2 * kPi * i / n);
+        grid.angleCircular = true;
+        setup.angleStep0 = 2 * kPi / n / g;
+    } else {
+        grid.angles = cells(setup.angleLo, setup.angleHi, step);
+        setup.angleStep0 = std::min(step, (setup.angleHi - setup.angleLo) /
+                                              static_cast<double>(grid.angles.size())) /
+                           g;
+    }
+    if (!setup.scaleFree) {
+        grid.scales = {setup.scaleNominal};
+        setup.logScaleStep0 = 0;
+    } else {
+        const double lo = std::log(setup.scaleLo), hi = std::log(setup.scaleHi);
+        for (double v : cells(lo, hi, step)) grid.scales.push_back(std::exp(v));
+        setup.logScaleStep0 =
+            std::max(1e-6, std::min(step, (hi - lo) / static_cast<double>(grid.scales.size()))) / g;
+    }
+
+    const double accept = params.acceptThreshold();
+    const long cap = maxCandidates(params.numToFind());
+    std::vector<xc_GeoCandidate> cands;
+    {
+        const long border = static_cast<long>(std::ceil(top.radius * smax / g)) + 2;
+        xc_GeoResponse resp(pyr.plane(coarse), pyr.hasMask() ? &pyr.maskPlane(coarse) : nullptr,
+                            setup.contrast, setup.polarity, border);
+        cands = xf_GeoCoarseSearch(resp, top.points, coarse, grid,
+                                   std::max(kMinCoarseScore, kCoarseFactor * accept), cap);
+    }
+
+    // Down the pyramid.
+    xc_GeoLevelScorer scorer;
+    for (int l = coarse - 1; l >= model.fineLevel; --l) {
+        std::vector<xc_GeoCandidate> next;
+        for (const xc_GeoCandidate& c : cands) {
+            xc_GeoCandidate t = xf_GeoTrackLevel(c, model, l, pyr, setup, scorer);
+            if (t.score >= kTrackFactor * accept) next.push_back(t);
+        }
+        dedupe(next, l, setup, cap);
+        cands.swap(next);
+    }
+
+    // Fit the best candidates that do not overlap a better one much, score them, and keep the
+    // best results that do not overlap a better one by more than xyOverlap.
+    struct Scored {
+        xc_GeoFit fit;
+        std::vector<xcVector<2>> foot;
+    };
+    const double footArea = static_cast<double>(model.window.width()) * model.window.height();
+    auto overlapFraction = [&](const std::vector<xcVector<2>>& a, double sa,
+                               const std::vector<xcVector<2>>& b, double sb) {
+        const double smaller = footArea * std::min(sa, sb) * std::min(sa, sb);
+        return smaller > 0 ? xf_GeoConvexOverlapArea(a, b) / smaller : 1.0;
+    };
+    std::vector<Scored> fits;
+    const bool ls = params.algorithm() == xc_GeoDefs::eAlgorithmRefined;
+    const long fitCap = params.numToFind() + kExtraFits;
+    std::vector<std::pair<std::vector<xcVector<2>>, double>> tracked;
+    for (const xc_GeoCandidate& c : cands) {
+        if (static_cast<long>(fits.size()) >= fitCap) break;
+        std::vector<xcVector<2>> foot = footprint(model, c.pose);
+        bool covered = false;
+        for (const auto& [f, s] : tracked)
+            if (overlapFraction(f, s, foot, c.pose.scale) > kSameInstance) {
+                covered = true;
+                break;
+            }
+        if (covered) continue;
+        tracked.emplace_back(foot, c.pose.scale);
+        Scored s;
+        s.fit = xf_GeoFit(c.pose, model, pyr, setup, ls, params.clutterScoring());
+        s.foot = footprint(model, s.fit.pose);
+        fits.push_back(std::move(s));
+    }
+    std::stable_sort(fits.begin(), fits.end(),
+                     [](const Scored& a, const Scored& b) { return a.fit.score > b.fit.score; });
+    std::vector<const Scored*> kept;
+    for (const Scored& s : fits) {
+        if (static_cast<long>(kept.size()) >= params.numToFind()) break;
+        if (s.fit.score < accept && !kept.empty()) break;
+        bool overlaps = false;
+        for (const Scored* k : kept) {
+            if (overlapFraction(k->foot, k->fit.pose.scale, s.foot, s.fit.pose.scale) >
+                params.xyOverlap()) {
+                overlaps = true;
+                break;
+            }
+        }
+        if (overlaps) continue;
+        kept.push_back(&s);
+        if (s.fit.score < accept) break;  // the best candidate, not accepted: it comes alone
+    }
+
+    // Poses in client coordinates: image client <- image <- pattern image <- pattern client.
+    const xcVector<2> so(static_cast<double>(image.window().x()),
+                         static_cast<double>(image.window().y()));
+    const xcVector<2> to(model.window.x() + model.reference.x(),
+                         model.window.y() + model.reference.y());
+    const xcXform<2> patternImageFromClient = model.clientFromImageLinear.inverse();
+    for (const Scored* k : kept) {
+        const xc_GeoPose& p = k->fit.pose;
+        const xcMatrix<2> m = xcMatrix<2>::rotation(xcRadian(p.angle)) * p.scale;
+        const xcXform<2> imageFromPattern(m, so + xcVector<2>(p.x, p.y) - m * to);
+        const xcXform<2> pose = fm.clientFromImage * imageFromPattern * patternImageFromClient;
+        results.add(xcGeoAlignResult(k->fit.score >= accept, k->fit.score, k->fit.coverage, pose));
+    }
+}

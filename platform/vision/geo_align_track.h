@@ -1,0 +1,55 @@
+// Tracking candidates of the geometric alignment tool down the pyramid (module-private).
+//
+// A candidate found at one level is scored at the next finer level over a small neighbourhood:
+// one pixel of that level either way in x and y, one angle step either way and one scale step
+// either way (for the degrees of freedom the run searches). The best pose of the neighbourhood
+// goes on to the next level; when it lies on the neighbourhood's edge, the neighbourhood is
+// searched once more around it. The score at a level is the mean, over the level's points, of
+// the agreement of the point's turned direction with the unit gradient of the nearest pixel
+// (max(0, cos) when polarity counts, |cos| otherwise; 0 below the contrast threshold).
+#pragma once
+
+#include <vector>
+
+#include "platform/vision/geo_align_coarse.h"
+#include "platform/vision/geo_align_model.h"
+#include "platform/vision/geo_align_pyramid.h"
+
+// What a run searches, in the searched image's pixel frame (angles in radians).
+struct xc_GeoRunSetup {
+    double contrast = 10.0;  // grey levels per pixel
+    bool polarity = true;
+    bool angleFree = false, scaleFree = false;
+    bool angleCircular = false;  // the angle zone is the full turn
+    double angleLo = 0, angleHi = 0;
+    double scaleLo = 1, scaleHi = 1;
+    double angleNominal = 0, scaleNominal = 1;
+    // Steps at level 0; a level l uses 2^l times these. The scale step is a step of ln(scale).
+    double angleStep0 = 0, logScaleStep0 = 0;
+
+    double clampAngle(double a) const;
+    double clampScale(double s) const;
+};
+
+// Unit gradients of a window of one level (zero below the contrast threshold, outside the
+// level and at don't-care pixels), for scoring poses at whole-pixel steps.
+class xc_GeoLevelScorer {
+public:
+    // The window [x0, x0 + w) x [y0, y0 + h) of the level (it may reach outside the plane).
+    void prepare(const xc_GeoPlane& plane, const xc_GeoPlane* mask, double contrast, long x0,
+                 long y0, long w, long h);
+    // The scores of the 3 x 3 poses pose + (i, j) level pixels, i, j in {-1, 0, 1}, row by row
+    // (out[(j + 1) * 3 + i + 1]), as fractions of the number of points.
+    void score3x3(const std::vector<xc_GeoPoint>& pts, const xc_GeoPose& pose, int level,
+                  bool polarity, double out[9]) const;
+
+private:
+    long m_x0 = 0, m_y0 = 0, m_w = 0, m_h = 0;
+    std::vector<float> m_u;  // ux, uy interleaved
+};
+
+// Tracks a candidate from the level above `level` to `level` (its points); returns the best
+// pose of the neighbourhood and its score.
+xc_GeoCandidate xf_GeoTrackLevel(const xc_GeoCandidate& c, const xc_GeoModel& model, int level,
+                                 const xc_GeoPyramid& pyr, const xc_GeoRunSetup& setup,
+                                 xc_GeoLevelScorer& scorer);
