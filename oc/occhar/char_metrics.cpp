@@ -11,9 +11,7 @@ namespace {
 
 constexpr std::uint8_t kMetricsVersion = 1;
 
-[[noreturn]] void throwIllegalType() {
-    throw xcOCDefs::BadParams(L"Illegal metrics rect type");
-}
+[[noreturn]] void throwIllegalType() { throw xcOCDefs::BadParams(L"Illegal metrics rect type"); }
 
 // Throws unless `type` is one of the six single bits.
 void checkType(xcOCCharMetrics::RectType type) {
@@ -102,12 +100,24 @@ void xcOCCharMetrics::getRect_(RectType type, const xcRect** client,
     *client = nullptr;
     *image = nullptr;
     switch (type) {
-        case eCellRect: *client = &m_cellRect; return;
-        case eCellRectImage: *image = &m_cellRectImage; return;
-        case eMarkRect: *client = &m_markRect; return;
-        case eMarkRectImage: *image = &m_markRectImage; return;
-        case eDetectedMarkRect: *client = &m_detectedMarkRect; return;
-        case eDetectedMarkRectImage: *image = &m_detectedMarkRectImage; return;
+        case eCellRect:
+            *client = &m_cellRect;
+            return;
+        case eCellRectImage:
+            *image = &m_cellRectImage;
+            return;
+        case eMarkRect:
+            *client = &m_markRect;
+            return;
+        case eMarkRectImage:
+            *image = &m_markRectImage;
+            return;
+        case eDetectedMarkRect:
+            *client = &m_detectedMarkRect;
+            return;
+        case eDetectedMarkRectImage:
+            *image = &m_detectedMarkRectImage;
+            return;
     }
     throwIllegalType();
 }
@@ -225,13 +235,15 @@ void xcOCCharMetrics::setMetrics(const xoc_charMetrics& record) {
     m_specifiedRects = record.specifiedRects & kAllRectTypes;
     m_advanceSpecified = record.advanceSpecified != 0;
     m_fractionBits = static_cast<std::int32_t>(record.fractionBits);
-    m_cellRect = xcRect(record.cellRect.x, record.cellRect.y, record.cellRect.width,
-                        record.cellRect.height);
-    m_markRect = xcRect(record.markRect.x, record.markRect.y, record.markRect.width,
-                        record.markRect.height);
+    m_cellRect =
+        xcRect(record.cellRect.x, record.cellRect.y, record.cellRect.width, record.cellRect.height);
+    m_markRect =
+        xcRect(record.markRect.x, record.markRect.y, record.markRect.width, record.markRect.height);
     m_detectedMarkRect = xcRect(record.detectedMarkRect.x, record.detectedMarkRect.y,
                                 record.detectedMarkRect.width, record.detectedMarkRect.height);
-    const auto pel = [](const xoc_rect32Fixed& f) { return xcPelRect(f.x, f.y, f.width, f.height); };
+    const auto pel = [](const xoc_rect32Fixed& f) {
+        return xcPelRect(f.x, f.y, f.width, f.height);
+    };
     m_cellRectImage = pel(record.cellRectImage);
     m_markRectImage = pel(record.markRectImage);
     m_detectedMarkRectImage = pel(record.detectedMarkRectImage);

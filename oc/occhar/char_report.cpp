@@ -14,8 +14,9 @@ using RectType = xcOCCharMetrics::RectType;
 void appendOutline(xcGraphicList& list, const xcOCCharMetrics& m, RectType type,
                    const xcColor& color) {
     if (!m.isRectSpecified(type)) return;
-    list.append(xcGraphicHandle(new xcGraphicWithFill<xcRect, xcGenRect>(m.rect(type), color, false)),
-                true);
+    list.append(
+        xcGraphicHandle(new xcGraphicWithFill<xcRect, xcGenRect>(m.rect(type), color, false)),
+        true);
 }
 
 }  // namespace
@@ -23,8 +24,8 @@ void appendOutline(xcGraphicList& list, const xcOCCharMetrics& m, RectType type,
 std::wstring xf_OCCharKeyText(const xcOCCharKey& key) {
     return L"Character code : " + xfStr(static_cast<std::uint32_t>(key.characterCode())) + L"\n" +
            L"Instance : " + xfStr(static_cast<std::int32_t>(key.instance())) + L"\n" +
-           L"Variant : " + xfStr(static_cast<std::int32_t>(key.variant())) + L"\n" +
-           L"FontID : " + xfStr(static_cast<std::int32_t>(key.fontID())) + L"\n";
+           L"Variant : " + xfStr(static_cast<std::int32_t>(key.variant())) + L"\n" + L"FontID : " +
+           xfStr(static_cast<std::int32_t>(key.fontID())) + L"\n";
 }
 
 xcDiagRecord* xf_AddOCChar(xcDiagObject* diag, const xcOCChar& c, const std::wstring& title) {

@@ -188,8 +188,8 @@ bool xcOCChar::operator==(const xcOCChar& o) const {
         m_invert != o.m_invert)
         return false;
     if (m_imageArea != o.m_imageArea || m_metrics != o.m_metrics) return false;
-    return m_name32 == o.m_name32 && m_description32 == o.m_description32 &&
-           m_name == o.m_name && m_description == o.m_description;
+    return m_name32 == o.m_name32 && m_description32 == o.m_description32 && m_name == o.m_name &&
+           m_description == o.m_description;
 }
 
 // ---- Names ----------------------------------------------------------------------------------
@@ -212,8 +212,7 @@ void xcOCChar::name32(const std::u32string& s) {
 }
 
 std::wstring xcOCChar::description() const {
-    if (m_description.empty() && !m_description32.empty())
-        throw xcCharCodeDefs::NotRepresentable();
+    if (m_description.empty() && !m_description32.empty()) throw xcCharCodeDefs::NotRepresentable();
     return m_description;
 }
 
@@ -329,7 +328,8 @@ void xcOCChar::cacheBinarizedImage_() const {
     if (m_threshold > 256) throw xcOCDefs::BadParams(L"threshold() > 256)");
     const unsigned char low = m_invert ? 255 : 0, high = m_invert ? 0 : 255;
     xcPelMapTable table;
-    for (long v = 0; v < 256; ++v) table[static_cast<std::size_t>(v)] = v < m_threshold ? low : high;
+    for (long v = 0; v < 256; ++v)
+        table[static_cast<std::size_t>(v)] = v < m_threshold ? low : high;
     xcPelBuffer<unsigned char> out(m_normalizedImage.window());
     out.clientFromImageXformBase(m_normalizedImage.clientFromImageXformBasePtr());
     xfPelMap(m_normalizedImage, out, table);
@@ -374,9 +374,8 @@ void xcOCChar::moveOrigin(const xcVector<2>& v) {
     shiftClientFrame(image, v);
     shiftClientFrame(mask, v);
     xcOCCharMetrics metrics = m_metrics;
-    for (xcOCCharMetrics::RectType type :
-         {xcOCCharMetrics::eCellRect, xcOCCharMetrics::eMarkRect,
-          xcOCCharMetrics::eDetectedMarkRect}) {
+    for (xcOCCharMetrics::RectType type : {xcOCCharMetrics::eCellRect, xcOCCharMetrics::eMarkRect,
+                                           xcOCCharMetrics::eDetectedMarkRect}) {
         if (!metrics.isRectSpecified(type)) continue;
         const xcRect r = metrics.rect(type);
         if (r.degen()) continue;

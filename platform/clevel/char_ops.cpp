@@ -1,8 +1,8 @@
 #include "platform/clevel/char_ops.h"
 
 #include <algorithm>
-#include <iterator>
 #include <cmath>
+#include <iterator>
 #include <new>
 
 #include "platform/core/affine_rectangle.h"
@@ -58,8 +58,8 @@ xstd_status markRectImage(const xoc_charMetrics& m, const Buffer& image, xcPelRe
         default: {
             const xoc_rectD& d = *found == xoc_eMarkRect ? m.markRect : m.detectedMarkRect;
             const xcRect r(d.x, d.y, d.width, d.height);
-            return encloseRect(xcAffineRectangle(r.ul(), r.ur(), r.ll()).boundingBox(imageFromClient),
-                               out);
+            return encloseRect(
+                xcAffineRectangle(r.ul(), r.ur(), r.ll()).boundingBox(imageFromClient), out);
         }
     }
 }

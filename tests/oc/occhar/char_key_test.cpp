@@ -67,7 +67,7 @@ TEST(OCCharKey, OrderSortsOpenValuesLastAndFontBeforeInstance) {
     EXPECT_FALSE(xcOCCharKey(65, -1, 0, 0) < xcOCCharKey(65, 0, 0, 0));
     EXPECT_LT(xcOCCharKey(0x10FFFF), xcOCCharKey(0xF800));
     EXPECT_LT(xcOCCharKey(65, 5, 0, 1), xcOCCharKey(65, 0, 0, 2));
-    EXPECT_LT(xcOCCharKey(65, 0, 9, 1), xcOCCharKey(65, 1, 0, 1));  // instance before variant
+    EXPECT_LT(xcOCCharKey(65, 0, 9, 1), xcOCCharKey(65, 1, 0, 1));   // instance before variant
     EXPECT_LT(xcOCCharKey(65, 0, -2, 1), xcOCCharKey(65, 0, 3, 1));  // signed
     EXPECT_LT(xcOCCharKey(65, 0, 3, 1), xcOCCharKey(65, 0, -1, 1));
     EXPECT_LT(xcOCCharKey(65), xcOCCharKey(0x80000000ul));  // codes compare unsigned

@@ -113,8 +113,7 @@ TEST(OCCharMetrics, IllegalRectTypesAreRejectedEverywhere) {
         EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>([&] { m.rect(t, xcPelRect(0, 0, 1, 1)); }),
                   msg);
         EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>([&] { m.encloseRect(t); }), msg);
-        EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>(
-                      [&] { m.encloseRectImage(t, xcXform<2>()); }),
+        EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>([&] { m.encloseRectImage(t, xcXform<2>()); }),
                   msg);
         EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>(
                       [&] { m.encloseRectImage(t, xcPelBuffer<unsigned char>(2, 2)); }),
@@ -150,8 +149,7 @@ TEST(OCCharMetrics, FixedPointRoundTripsAndOverflows) {
     for (const xcRect& bad : {xcRect(32768, 0, 1, 1), xcRect(0, -32768.5, 1, 1),
                               xcRect(0, 0, std::numeric_limits<double>::quiet_NaN(), 1),
                               xcRect(0, 0, 1, std::numeric_limits<double>::infinity())}) {
-        EXPECT_EQ(thrownMessage<xcOCDefs::IntegerOverflow>(
-                      [&] { m.rect(M::eMarkRectImage, bad); }),
+        EXPECT_EQ(thrownMessage<xcOCDefs::IntegerOverflow>([&] { m.rect(M::eMarkRectImage, bad); }),
                   L"Value overflows fixed point value range");
         EXPECT_EQ(m, before);
     }
@@ -160,9 +158,9 @@ TEST(OCCharMetrics, FixedPointRoundTripsAndOverflows) {
     m.isRectSpecified(M::eCellRectImage, true);
     EXPECT_EQ(m.rect(M::eCellRectImage).ul().x(), -32768.0);
     // The C-level statuses of the module all convert as documented.
-    EXPECT_EQ(thrownMessage<xcOCDefs::IntegerOverflow>(
-                  [] { xfThrowExceptionOnFailure(0x800013F1l); }),
-              L"Value overflows integer value range");
+    EXPECT_EQ(
+        thrownMessage<xcOCDefs::IntegerOverflow>([] { xfThrowExceptionOnFailure(0x800013F1l); }),
+        L"Value overflows integer value range");
 }
 
 TEST(OCCharMetrics, FractionBitsComeFromTheRecord) {
@@ -187,10 +185,9 @@ TEST(OCCharMetrics, EncloseRectChecksTheIntegerRange) {
     m.isMarkRectSpecified(true);
     EXPECT_EQ(m.encloseRect(M::eMarkRect), xcPelRect(1, -3, 4, 6));
     const std::wstring msg = L"Value overflows integer value range";
-    for (const xcRect& bad :
-         {xcRect(2147483648.0, 0, 1, 1), xcRect(0, -2147483649.0, 1, 1),
-          xcRect(2147483647.0, 0, 1, 1),  // lower-right beyond the range
-          xcRect(std::numeric_limits<double>::quiet_NaN(), 0, 1, 1)}) {
+    for (const xcRect& bad : {xcRect(2147483648.0, 0, 1, 1), xcRect(0, -2147483649.0, 1, 1),
+                              xcRect(2147483647.0, 0, 1, 1),  // lower-right beyond the range
+                              xcRect(std::numeric_limits<double>::quiet_NaN(), 0, 1, 1)}) {
         m.markRect(bad);
         EXPECT_EQ(thrownMessage<xcOCDefs::IntegerOverflow>([&] { m.encloseRect(M::eMarkRect); }),
                   msg);
@@ -226,11 +223,9 @@ TEST(OCCharMetrics, EncloseRectImageMapsClientRectangles) {
     img.clientFromImageXform(xcXform<2>(xcMatrix<2>(0.5, 0, 0, 0.5), xcVector<2>(1, 1)));
     EXPECT_EQ(m.encloseRectImage(M::eCellRect, img), xcPelRect(-2, -2, 8, 4));
     img.clientFromImageXformBase(Bend());
-    EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>(
-                  [&] { m.encloseRectImage(M::eCellRect, img); }),
+    EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>([&] { m.encloseRectImage(M::eCellRect, img); }),
               L"image must have a linear imageFromClient transform");
-    EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>(
-                  [&] { m.setImageRectsFromClientRects(img); }),
+    EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>([&] { m.setImageRectsFromClientRects(img); }),
               L"image must have a linear imageFromClient transform");
 }
 
@@ -299,7 +294,8 @@ TEST(OCCharMetrics, RecordConversionKeepsKnownFlagsAndCopiesFixedPoint) {
     EXPECT_TRUE(m.isAdvanceSpecified());
     EXPECT_EQ(m.advance(), xcVector<2>(-2, 9.75));
     EXPECT_EQ(m.markRect(), xcRect(0.5, 1.5, 2.5, 3.5));
-    EXPECT_EQ(m.rect(M::eCellRectImage), xcRect(-1.0 / 256, 2.0 / 256, 3.0 / 256, 2147483647.0 / 256));
+    EXPECT_EQ(m.rect(M::eCellRectImage),
+              xcRect(-1.0 / 256, 2.0 / 256, 3.0 / 256, 2147483647.0 / 256));
 
     xoc_charMetrics out;
     std::memset(&out, 0, sizeof out);

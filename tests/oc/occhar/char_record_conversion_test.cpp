@@ -67,7 +67,8 @@ TEST(OCCharRecord, GetThenSetGivesAnEqualCharacter) {
             xcOCChar back;
             back.setCharacter(rec.record(), copyIn);
             EXPECT_EQ(back, c) << copyOut << copyIn;
-            EXPECT_EQ(back.image(false).clientFromImageXform(), c.image(false).clientFromImageXform());
+            EXPECT_EQ(back.image(false).clientFromImageXform(),
+                      c.image(false).clientFromImageXform());
             // Pixels are shared only when neither direction copies them.
             EXPECT_EQ(back.image(false).sharesRoot(c.image(false)), !copyOut && !copyIn);
             EXPECT_EQ(back.binarizedImage(false).sharesRoot(c.binarizedImage(false)),
@@ -121,15 +122,15 @@ TEST(OCCharRecord, RecordBytesAtTheirOffsets) {
     // Metrics at 224.
     EXPECT_EQ(at<std::uint32_t>(r, 224), 1u | 4u | 8u);
     EXPECT_EQ(at<std::int32_t>(r, 228), 1);
-    EXPECT_EQ(at<std::int32_t>(r, 232), 65536);       // cell rect image x
-    EXPECT_EQ(at<std::int32_t>(r, 244), 4 * 65536);   // its height
-    EXPECT_EQ(at<std::int32_t>(r, 248), 163840);      // mark rect image x = 2.5
-    EXPECT_EQ(at<std::uint32_t>(r, 280), 16u);        // fraction bits
-    EXPECT_EQ(at<double>(r, 288), 0.5);               // cell rect x
+    EXPECT_EQ(at<std::int32_t>(r, 232), 65536);      // cell rect image x
+    EXPECT_EQ(at<std::int32_t>(r, 244), 4 * 65536);  // its height
+    EXPECT_EQ(at<std::int32_t>(r, 248), 163840);     // mark rect image x = 2.5
+    EXPECT_EQ(at<std::uint32_t>(r, 280), 16u);       // fraction bits
+    EXPECT_EQ(at<double>(r, 288), 0.5);              // cell rect x
     EXPECT_EQ(at<double>(r, 296), -1.25);
-    EXPECT_EQ(at<double>(r, 312), 10.0);              // its height
-    EXPECT_EQ(at<double>(r, 320), 2.0);               // mark rect x
-    EXPECT_EQ(at<double>(r, 384), 11.0);              // advance
+    EXPECT_EQ(at<double>(r, 312), 10.0);  // its height
+    EXPECT_EQ(at<double>(r, 320), 2.0);   // mark rect x
+    EXPECT_EQ(at<double>(r, 384), 11.0);  // advance
     EXPECT_EQ(at<double>(r, 392), 0.5);
     const auto* name32 = at<const std::uint32_t*>(r, 400);
     ASSERT_NE(name32, nullptr);

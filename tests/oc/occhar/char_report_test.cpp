@@ -13,7 +13,8 @@ namespace {
 
 // The outline at `index` of a record's only graphic list.
 const Outline& outline(const xcDiagRecord& r, std::size_t index) {
-    const auto* g = dynamic_cast<const Outline*>(r.graphicsLists().at(0).list.items().at(index).get());
+    const auto* g =
+        dynamic_cast<const Outline*>(r.graphicsLists().at(0).list.items().at(index).get());
     EXPECT_NE(g, nullptr);
     return *g;
 }

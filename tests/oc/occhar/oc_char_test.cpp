@@ -69,12 +69,11 @@ TEST(OCChar, DefaultCharacter) {
     const xcOCChar c;
     EXPECT_EQ(c.polarity(), xcOCDefs::ePolarityUnknown);
     EXPECT_FALSE(c.hasThresholdAndInvert());
-    EXPECT_EQ(thrownMessage<xcOCDefs::ThresholdAndInvertNotSpecified>([&] { c.threshold(); }),
-              L"");
+    EXPECT_EQ(thrownMessage<xcOCDefs::ThresholdAndInvertNotSpecified>([&] { c.threshold(); }), L"");
     EXPECT_EQ(thrownMessage<xcOCDefs::ThresholdAndInvertNotSpecified>([&] { c.invert(); }), L"");
-    EXPECT_EQ(thrownMessage<xcOCDefs::ThresholdAndInvertNotSpecified>(
-                  [&] { c.binarizedImage(false); }),
-              L"");
+    EXPECT_EQ(
+        thrownMessage<xcOCDefs::ThresholdAndInvertNotSpecified>([&] { c.binarizedImage(false); }),
+        L"");
     EXPECT_EQ(c.metrics(), M::blankMetrics());
     EXPECT_EQ(c.key(), xcOCCharKey());
     EXPECT_FALSE(c.image(true).isBound());
@@ -121,9 +120,9 @@ TEST(OCChar, FailingSettersLeaveTheCharacterUnchanged) {
     c.hasThresholdAndInvert(true);
     c.binarizedImage(false);  // fills the cache
     const xcOCChar before = c;
-    EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>(
-                  [&] { c.polarity(static_cast<xcOCDefs::Polarity>(3)); }),
-              L"Unknown polarity");
+    EXPECT_EQ(
+        thrownMessage<xcOCDefs::BadParams>([&] { c.polarity(static_cast<xcOCDefs::Polarity>(3)); }),
+        L"Unknown polarity");
     EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>([&] { c.threshold(-1); }),
               L"Threshold must be >= 0.");
     xcPelBuffer<unsigned char> img = pattern(xcPelRect(0, 0, 10, 8));
@@ -133,9 +132,9 @@ TEST(OCChar, FailingSettersLeaveTheCharacterUnchanged) {
               rootMsg);
     EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>([&] { c.mask(img, xcPelRect(0, 0, 5, 3)); }),
               rootMsg);
-    EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>(
-                  [&] { c.normalizedImage(img, xcPelRect(2, 2, 4, 3)); }),
-              rootMsg);
+    EXPECT_EQ(
+        thrownMessage<xcOCDefs::BadParams>([&] { c.normalizedImage(img, xcPelRect(2, 2, 4, 3)); }),
+        rootMsg);
     EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>(
                   [&] { c.normalizedImage(img, true, 257, false, xcPelRect()); }),
               L"Threshold must be between 0 and 256 inclusive");
