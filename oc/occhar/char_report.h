@@ -1,8 +1,11 @@
 // Reports of the character records, for people reading diagnostics (never read back).
 //
-// xf_OCCharKeyText renders a key as four lines:
-//     Character code : <code>\n  Instance : <i>\n  Variant : <v>\n  FontID : <f>\n
-// (no leading blanks), numbers as xfStr prints them; open values print as numbers (63488, -1).
+// xf_OCCharKeyText renders a key as four lines, each ending in a line feed:
+//     Character code : <code>
+//     Instance : <instance>
+//     Variant : <variant>
+//     FontID : <font ID>
+// with the numbers as xfStr prints them; open values print as numbers (63488, -1).
 //
 // xf_AddOCChar writes one record for a character: its whole image (image(false), shared
 // pixels) under the title, a text "Key" holding "Name : <name>\n" (left out when the name is

@@ -52,8 +52,12 @@ public:
 
     void reset();
 
-    // Every field equal, the binarized cache included (see oc_char.cpp for the order). Pel
-    // buffers compare by xfPelEqual: two unbound ones are equal, bound and unbound are not.
+    // Every field equal, compared in this order: key and polarity; image, mask and normalized
+    // image; the cached flag and the binarized image; has-threshold-and-invert, threshold and
+    // invert; image area and metrics; name32, description32, name and description. Pel
+    // buffers compare by xfPelEqual (windowed pixels; transforms and the pixels outside the
+    // window play no part): two unbound ones are equal, bound and unbound are not. So two
+    // characters that differ only in whether the binarized image is cached are unequal.
     bool operator==(const xcOCChar& o) const;
     bool operator!=(const xcOCChar& o) const { return !(*this == o); }
 
