@@ -31,8 +31,9 @@
 
 class xcOCCharMetrics : public xcPersistent {
 public:
-    // The six rectangles; the same bits flag which are specified.
-    enum RectType {
+    // The six rectangles; the same bits flag which are specified. The underlying type is
+    // fixed, so any int converted to a RectType is a value the checks can reject.
+    enum RectType : int {
         eCellRect = 1,               // client coordinates, real
         eCellRectImage = 2,          // image coordinates, fixed point
         eMarkRect = 4,               // client
