@@ -39,6 +39,7 @@ struct Options {
     double blur = 0.7, noise = 4.0;
     double scaleLo = 0.9, scaleHi = 1.1;
     bool verbose = false;
+    long only = -1;  // run this present trial only
 };
 
 Options parse(int argc, char** argv) {
@@ -68,6 +69,8 @@ Options parse(int argc, char** argv) {
             o.noise = std::atof(v8);
         else if (const char* v9 = val("--scale="))
             o.scaleLo = o.scaleHi = std::atof(v9);
+        else if (const char* v10 = val("--only="))
+            o.only = std::atol(v10);
         else if (a == "--verbose")
             o.verbose = true;
         else {
@@ -132,6 +135,16 @@ int main(int argc, char** argv) {
 
     long found = 0;
     std::vector<double> ep, ea, es;
+    // Per size bin (em sizes [20, 25), [25, 30), [30, 35), [35, 40]): trials, found, errors.
+    struct Bin {
+        long trials = 0, found = 0;
+        std::vector<double> ep, ea, es;
+    };
+    Bin bins[4];
+    auto binOf = [&](double size) {
+        return std::clamp(static_cast<int>((size - opt.minSize) / (opt.maxSize - opt.minSize) * 4),
+                          0, 3);
+    };
     std::map<wchar_t, long> misses;
     double runMs = 0;
     auto makeTrial = [&](wchar_t ch) {
@@ -147,6 +160,12 @@ int main(int argc, char** argv) {
         const wchar_t ch =
             opt.chars[static_cast<size_t>(rnd.index(static_cast<long>(opt.chars.size())))];
         const Trial t = makeTrial(ch);
+        if (opt.only >= 0 && i != opt.only) continue;
+        if (opt.only >= 0)
+            std::printf(
+                "trial %ld: position (%.4f, %.4f) seed %lu\n", i, t.pose.position.x(),
+                t.pose.position.y(),
+                static_cast<unsigned long>(opt.seed * 1000003 + static_cast<std::uint64_t>(i)));
         xcSynthGlyphParams gp;
         gp.pixelSize = t.size;
         const xcSynthGlyph glyph = xfSynthGlyphModel(font, t.code, gp);
@@ -172,13 +191,20 @@ int main(int argc, char** argv) {
                 es.push_back(r.xScale() / t.pose.scale - 1.0);
                 if (opt.verbose)
                     std::printf(
-                        "poor %lc size %.1f angle %.1f scale %.3f: dp %.3f da %.3f ds %.3f %%\n",
-                        ch, t.size, t.pose.angle, t.pose.scale, dp, da, 100 * es.back());
+                        "trial %ld %lc size %.1f angle %.1f scale %.3f: dp %.3f da %.3f ds %.3f "
+                        "%%\n",
+                        i, ch, t.size, t.pose.angle, t.pose.scale, dp, da, 100 * es.back());
                 break;
             }
         }
+        Bin& bin = bins[binOf(t.size)];
+        ++bin.trials;
         if (ok) {
             ++found;
+            ++bin.found;
+            bin.ep.push_back(ep.back());
+            bin.ea.push_back(ea.back());
+            bin.es.push_back(es.back());
         } else {
             ++misses[ch];
             if (opt.verbose) {
@@ -225,6 +251,15 @@ int main(int argc, char** argv) {
     std::printf(" deg; scale ");
     pct(es, 100);
     std::printf(" %%\n");
+    std::printf("%-12s %7s %7s %10s %10s %10s\n", "em size px", "trials", "found", "pos RMS",
+                "angle RMS", "scale RMS");
+    for (int b = 0; b < 4; ++b) {
+        const double lo = opt.minSize + b * (opt.maxSize - opt.minSize) / 4;
+        const double hi = lo + (opt.maxSize - opt.minSize) / 4;
+        std::printf("%5.1f-%-6.1f %7ld %6.2f%% %7.4f px %6.4f deg %7.4f %%\n", lo, hi,
+                    bins[b].trials, 100.0 * bins[b].found / std::max(1L, bins[b].trials),
+                    rms(bins[b].ep, 1), rms(bins[b].ea, 1), rms(bins[b].es, 100));
+    }
     if (!misses.empty()) {
         std::printf("misses:");
         for (const auto& [ch, n] : misses) std::printf(" %lc:%ld", ch, n);

@@ -51,6 +51,16 @@ void xc_GeoGradField::compute(const xc_GeoPlane& plane, const xc_GeoPlane* mask,
     }
 }
 
+void xc_GeoGradField::assign(long x0, long y0, long w, long h, std::vector<std::int16_t> gx,
+                             std::vector<std::int16_t> gy) {
+    m_x0 = x0;
+    m_y0 = y0;
+    m_w = w;
+    m_h = h;
+    m_gx = std::move(gx);
+    m_gy = std::move(gy);
+}
+
 bool xc_GeoGradField::sample(double x, double y, float& gxOut, float& gyOut) const {
     const double fx = x - 0.5, fy = y - 0.5;
     const double flx = std::floor(fx), fly = std::floor(fy);
@@ -138,12 +148,10 @@ bool xf_GeoEdgeAlongNormal(const xc_GeoGradField& field, double qx, double qy, f
     }
     if (!(sm[1] > 0.0f && sm[1] >= sm[0] && sm[1] >= sm[2])) return false;
     double off;
-    if (width) *width = 0.0;
     if (sm[0] > 0.0f && sm[2] > 0.0f) {
         const double l0 = std::log(sm[0]), l1 = std::log(sm[1]), l2 = std::log(sm[2]);
         const double den = l0 - 2 * l1 + l2;
         off = den < 0 ? 0.5 * (l0 - l2) / den : 0.0;
-        if (width && den < 0) *width = kStep / std::sqrt(-den);
     } else {
         const double den = sm[0] - 2.0 * sm[1] + sm[2];
         off = den < 0 ? 0.5 * (sm[0] - sm[2]) / den : 0.0;

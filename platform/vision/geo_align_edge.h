@@ -28,6 +28,11 @@ public:
     long y0() const { return m_y0; }
     long width() const { return m_w; }
     long height() const { return m_h; }
+    // Takes the gradients of the window [x0, x0 + w) x [y0, y0 + h) as given (row by row, in
+    // the field's units).
+    void assign(long x0, long y0, long w, long h, std::vector<std::int16_t> gx,
+                std::vector<std::int16_t> gy);
+
     // The gradient at level pixel (x, y) (inside the window, unchecked).
     std::int16_t gx(long x, long y) const { return m_gx[idx_(x, y)]; }
     std::int16_t gy(long x, long y) const { return m_gy[idx_(x, y)]; }

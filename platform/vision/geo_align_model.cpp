@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <numeric>
 #include <string>
 
 #include "platform/core/attention.h"
 #include "platform/vision/geo_align_defs.h"
-#include "platform/vision/geo_align_edge.h"
+#include "platform/vision/geo_align_fitset.h"
 #include "platform/vision/geo_align_pyramid.h"
 
 namespace {
@@ -195,66 +194,6 @@ std::wstring grainText(double v) {
     return s;
 }
 
-// The fit point sets: the finest level's thinned edges, each moved to the edge that the run's
-// estimator finds along its normal on the training image blurred by each of kFitBlurs. A point
-// that is not found on the training image as it is is dropped; one that a blur makes vanish
-// (thin strokes merge) keeps its place at the blur before.
-void buildFitSets(const xc_GeoPlane& plane, double off, const std::vector<RawEdge>& edges,
-                  int level, const xcVector<2>& ref, double thr, xc_GeoModel& model) {
-    constexpr int K = xc_GeoModel::kFitSets;
-    xc_GeoGradField fields[K];
-    for (int k = 0; k < K; ++k) {
-        xcAttention::check();
-        const double b = xc_GeoModel::kFitBlurs[k], r = xc_GeoModel::kFitSmoothing;
-        fields[k].compute(plane, nullptr, std::sqrt(b * b + r * r), 0, 0, plane.w, plane.h);
-    }
-    xc_GeoEdgeProbe probe;
-    probe.reach = 1.5;
-    probe.threshold = static_cast<float>(xc_GeoGradField::kUnits * thr);
-    std::vector<RawEdge> moved[K];
-    std::vector<double> widths[K];
-    for (size_t i : thin(edges, xc_GeoModel::kFitPoints)) {
-        RawEdge e[K];
-        double w[K];
-        bool found = true;
-        for (int k = 0; k < K; ++k) {
-            e[k] = edges[i];
-            double delta;
-            w[k] = 0;
-            if (xf_GeoEdgeAlongNormal(fields[k], e[k].x + off, e[k].y + off, e[k].ux, e[k].uy,
-                                      probe, delta, &w[k])) {
-                e[k].x += delta * e[k].ux;
-                e[k].y += delta * e[k].uy;
-            } else if (k == 0) {
-                found = false;
-                break;
-            } else {
-                e[k] = e[k - 1];
-            }
-        }
-        if (!found) continue;
-        for (int k = 0; k < K; ++k) {
-            moved[k].push_back(e[k]);
-            if (w[k] > 0) widths[k].push_back(w[k]);
-        }
-    }
-    std::vector<size_t> idx(moved[0].size());
-    std::iota(idx.begin(), idx.end(), size_t{0});
-    double last = 0;
-    for (int k = 0; k < K; ++k) {
-        model.fitSets.push_back(toPoints(moved[k], idx, level, ref));
-        double med = last;
-        if (!widths[k].empty()) {
-            std::vector<double>& v = widths[k];
-            std::nth_element(v.begin(), v.begin() + static_cast<long>(v.size() / 2), v.end());
-            med = v[v.size() / 2];
-        }
-        last = std::max(last + 1e-6, med);  // kept increasing for the interpolation
-        model.fitWidths.push_back(last);
-    }
-    model.fitPoints = model.fitSets.front();
-}
-
 }  // namespace
 
 bool xc_GeoModel::matchPolarity() const {
@@ -387,8 +326,11 @@ std::shared_ptr<const xc_GeoModel> xf_GeoTrain(const xcPelBuffer_const<unsigned 
         lv.points = toPoints(e, thin(e, target), l, model->reference);
         model->levels.push_back(std::move(lv));
     }
-    buildFitSets(planes[static_cast<size_t>(fineLevel)], pad / g0, fineEdges, fineLevel,
-                 model->reference, model->edgeThreshold, *model);
+    std::vector<xc_GeoSeed> seeds;
+    for (size_t i : thin(fineEdges, xc_GeoModel::kFitPoints))
+        seeds.push_back({fineEdges[i].x, fineEdges[i].y, fineEdges[i].ux, fineEdges[i].uy});
+    xf_GeoBuildFitSets(planes[static_cast<size_t>(fineLevel)], pad / g0, seeds, fineLevel,
+                       model->reference, model->edgeThreshold, *model);
     if (static_cast<long>(model->fitPoints.size()) < xc_GeoModel::kMinPoints)
         throw tooFew(fineLevel);
     return model;

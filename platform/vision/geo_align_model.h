@@ -48,21 +48,14 @@ struct xc_GeoModel {
     int fineLevel = 0;
     int coarseLevel = 0;
     std::vector<xc_GeoLevel> levels;  // levels fineLevel ... coarseLevel, in this order
-    // The finest level's points for the least-squares fit, placed by the run's edge estimator
-    // on the training image as it is (fitPoints) and blurred by each of kFitBlurs (fitSets:
-    // the same points in the same order), with the median edge width the estimator measured
-    // on each set (fitWidths, increasing). A run matches its image's edge width by
-    // interpolating between the sets, so that thin strokes, whose edges move apart under blur,
-    // are compared at the same blur.
-    static constexpr int kFitSets = 5;
-    static constexpr double kFitBlurs[kFitSets] = {0.0, 0.4, 0.7, 1.0, 1.4};
+    // The finest level's points for the least-squares fit, as the run's edge estimator places
+    // them on the training image blurred by each of kFitBlurs (level pixels): fitSets holds the
+    // same points in the same order for every blur (geo_align_fitset.h), fitPoints the least
+    // blurred set. A run fits a blend between the sets along with the pose.
+    static constexpr int kFitSets = 6;
+    static constexpr double kFitBlurs[kFitSets] = {0.4, 0.7, 1.0, 1.4, 2.0, 2.8};
     std::vector<xc_GeoPoint> fitPoints;
     std::vector<std::vector<xc_GeoPoint>> fitSets;
-    std::vector<double> fitWidths;
-
-    // Gaussian smoothing (pixels) of the finest level's gradients for the fit, in runs; the
-    // fit sets are made with this smoothing combined with their blur.
-    static constexpr double kFitSmoothing = 0.0;
 
     const xc_GeoLevel& level(int l) const { return levels[static_cast<size_t>(l - fineLevel)]; }
     bool matchPolarity() const;

@@ -259,8 +259,7 @@ xc_GeoFit Fitter::run(const xc_GeoPose& start, bool leastSquares, bool clutter) 
     const long fx0 = static_cast<long>(std::floor(xmin)) - margin;
     const long fy0 = static_cast<long>(std::floor(ymin)) - margin;
     m_field.compute(m_pyr.plane(m_level), m_pyr.hasMask() ? &m_pyr.maskPlane(m_level) : nullptr,
-                    xc_GeoModel::kFitSmoothing, fx0, fy0,
-                    static_cast<long>(std::ceil(xmax)) + margin - fx0 + 1,
+                    0.0, fx0, fy0, static_cast<long>(std::ceil(xmax)) + margin - fx0 + 1,
                     static_cast<long>(std::ceil(ymax)) + margin - fy0 + 1);
 
     // Without polarity, the instance's polarity is the one that agrees best at the start.

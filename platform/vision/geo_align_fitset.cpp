@@ -1,0 +1,145 @@
+#include "platform/vision/geo_align_fitset.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "platform/core/attention.h"
+#include "platform/vision/geo_align_edge.h"
+
+namespace {
+
+// The shifts: the rank-1 lattice (k / 5, 2k / 5) centred on 0, so that edges of every
+// direction meet several phases.
+constexpr int kShifts = 5;
+
+// Normalised Gaussian weights w[i + r] for taps i = -r ... r of a Gaussian of `sigma` centred
+// at `shift`.
+std::vector<float> shiftedGaussian(double sigma, double shift, long r) {
+    std::vector<float> w(static_cast<size_t>(2 * r + 1));
+    double sum = 0;
+    for (long i = -r; i <= r; ++i) {
+        const double d = i - shift;
+        const double v = std::exp(-0.5 * d * d / (sigma * sigma));
+        w[static_cast<size_t>(i + r)] = static_cast<float>(v);
+        sum += v;
+    }
+    for (float& v : w) v = static_cast<float>(v / sum);
+    return w;
+}
+
+// The gradient field of the rectangle [x0, x0 + w) x [y0, y0 + h) of the plane blurred by a
+// Gaussian of `sigma` centred at (sx, sy) (the image content moves by the shift), in the
+// field's units (xc_GeoGradField::kUnits per grey level per pixel).
+void shiftedField(const xc_GeoPlane& plane, double sigma, double sx, double sy, long x0, long y0,
+                  long w, long h, xc_GeoGradField& out) {
+    const long r = static_cast<long>(std::ceil(3.0 * sigma + std::fabs(sx) + std::fabs(sy))) + 1;
+    const std::vector<float> kx = shiftedGaussian(sigma, sx, r);
+    const std::vector<float> ky = shiftedGaussian(sigma, sy, r);
+    // Blurred values of the rectangle grown by one pixel for the Sobel operator.
+    const long bw = w + 2, bh = h + 2;
+    std::vector<float> rows(static_cast<size_t>(bw * (bh + 2 * r)));
+    for (long j = 0; j < bh + 2 * r; ++j) {
+        const long y = std::clamp(y0 - 1 - r + j, 0L, plane.h - 1);
+        const unsigned char* src = plane.row(y);
+        float* dst = rows.data() + j * bw;
+        for (long i = 0; i < bw; ++i) {
+            const long x = x0 - 1 + i;
+            float s = 0;
+            for (long t = -r; t <= r; ++t)
+                s += kx[static_cast<size_t>(t + r)] * src[std::clamp(x - t, 0L, plane.w - 1)];
+            dst[i] = s;
+        }
+    }
+    std::vector<float> img(static_cast<size_t>(bw * bh));
+    for (long j = 0; j < bh; ++j)
+        for (long i = 0; i < bw; ++i) {
+            float s = 0;
+            for (long t = -r; t <= r; ++t)
+                s += ky[static_cast<size_t>(t + r)] *
+                     rows[static_cast<size_t>((j + r - t) * bw + i)];
+            img[static_cast<size_t>(j * bw + i)] = s;
+        }
+    // Sobel, scaled from 8 per grey level per pixel to the field's units.
+    const float scale = xc_GeoGradField::kUnits / 8.0f;
+    std::vector<std::int16_t> gx(static_cast<size_t>(w * h)), gy(static_cast<size_t>(w * h));
+    for (long j = 0; j < h; ++j) {
+        const float* a = img.data() + j * bw;
+        const float* b = a + bw;
+        const float* c = b + bw;
+        for (long i = 0; i < w; ++i) {
+            const float dx = (a[i + 2] - a[i]) + 2 * (b[i + 2] - b[i]) + (c[i + 2] - c[i]);
+            const float dy = (c[i] + 2 * c[i + 1] + c[i + 2]) - (a[i] + 2 * a[i + 1] + a[i + 2]);
+            gx[static_cast<size_t>(j * w + i)] = static_cast<std::int16_t>(std::lround(dx * scale));
+            gy[static_cast<size_t>(j * w + i)] = static_cast<std::int16_t>(std::lround(dy * scale));
+        }
+    }
+    out.assign(x0, y0, w, h, std::move(gx), std::move(gy));
+}
+
+}  // namespace
+
+void xf_GeoBuildFitSets(const xc_GeoPlane& plane, double off, const std::vector<xc_GeoSeed>& seeds,
+                        int level, const xcVector<2>& ref, double thr, xc_GeoModel& model) {
+    constexpr int K = xc_GeoModel::kFitSets;
+    // The rectangle of the plane that the estimator may read around the seeds.
+    double xmin = 1e300, ymin = 1e300, xmax = -1e300, ymax = -1e300;
+    for (const xc_GeoSeed& s : seeds) {
+        xmin = std::min(xmin, s.x);
+        xmax = std::max(xmax, s.x);
+        ymin = std::min(ymin, s.y);
+        ymax = std::max(ymax, s.y);
+    }
+    const long margin = 6;
+    const long x0 = std::max(0L, static_cast<long>(std::floor(xmin + off)) - margin);
+    const long y0 = std::max(0L, static_cast<long>(std::floor(ymin + off)) - margin);
+    const long x1 = std::min(plane.w, static_cast<long>(std::ceil(xmax + off)) + margin);
+    const long y1 = std::min(plane.h, static_cast<long>(std::ceil(ymax + off)) + margin);
+
+    xc_GeoEdgeProbe probe;
+    probe.reach = 1.5;
+    probe.threshold = static_cast<float>(xc_GeoGradField::kUnits * thr);
+    const size_t n = seeds.size();
+    // Offsets along the normal of every seed at every blur; NaN where not found.
+    std::vector<double> delta(n * K, std::nan(""));
+    xc_GeoGradField field;
+    for (int k = 0; k < K; ++k) {
+        std::vector<double> sum(n, 0.0);
+        std::vector<int> count(n, 0);
+        for (int q = 0; q < kShifts; ++q) {
+            xcAttention::check();
+            const double sx = static_cast<double>(q) / kShifts - 0.4;
+            const double sy = std::fmod(2.0 * q / kShifts, 1.0) - 0.4;
+            shiftedField(plane, xc_GeoModel::kFitBlurs[k], sx, sy, x0, y0, x1 - x0, y1 - y0, field);
+            for (size_t i = 0; i < n; ++i) {
+                const xc_GeoSeed& s = seeds[i];
+                double d;
+                if (xf_GeoEdgeAlongNormal(field, s.x + off + sx, s.y + off + sy, s.ux, s.uy, probe,
+                                          d)) {
+                    // The seed was moved with the image, so d is the offset in either frame.
+                    sum[i] += d;
+                    ++count[i];
+                }
+            }
+        }
+        for (size_t i = 0; i < n; ++i)
+            if (2 * count[i] > kShifts) delta[i * K + static_cast<size_t>(k)] = sum[i] / count[i];
+    }
+    const double g = xf_GeoGrain(level);
+    model.fitSets.assign(K, {});
+    for (size_t i = 0; i < n; ++i) {
+        if (std::isnan(delta[i * K])) continue;
+        const xc_GeoSeed& s = seeds[i];
+        double last = delta[i * K];
+        for (int k = 0; k < K; ++k) {
+            const double d = delta[i * K + static_cast<size_t>(k)];
+            if (!std::isnan(d)) last = d;
+            xc_GeoPoint p;
+            p.x = static_cast<float>((s.x + last * s.ux) * g - ref.x());
+            p.y = static_cast<float>((s.y + last * s.uy) * g - ref.y());
+            p.ux = s.ux;
+            p.uy = s.uy;
+            model.fitSets[static_cast<size_t>(k)].push_back(p);
+        }
+    }
+    model.fitPoints = model.fitSets.front();
+}
