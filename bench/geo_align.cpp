@@ -3,6 +3,8 @@
 //
 // BM_GeoAlignRun/0: scale zone 0.9 ... 1.1 searched (zone enable 3).
 // BM_GeoAlignRun/1: scale fixed (zone enable 1, nominal scale 1.0, glyph drawn at scale 1).
+// BM_GeoAlignRun/2: the character extraction's default zones (angle -180 ... 180, scale 0.5 ...
+// 2.0) on the scenes of /0.
 // Each iteration runs one of 12 scenes (glyphs and poses in turn), so the median is over
 // glyphs as well as repetitions. BM_GeoAlignTrain: training on one glyph model.
 //
@@ -59,7 +61,8 @@ std::vector<Case> makeCases(bool fixedScale) {
 }
 
 void BM_GeoAlignRun(benchmark::State& state) {
-    const bool fixedScale = state.range(0) != 0;
+    const bool fixedScale = state.range(0) == 1;
+    const bool wideScale = state.range(0) == 2;
     static const std::vector<Case> free = makeCases(false);
     static const std::vector<Case> fixed = makeCases(true);
     const std::vector<Case>& cases = fixedScale ? fixed : free;
@@ -67,7 +70,7 @@ void BM_GeoAlignRun(benchmark::State& state) {
     run.acceptThreshold(0.5);
     run.numToFind(3);
     run.zone(xc_GeoDefs::eDofAngle, -180.0, 180.0);
-    run.zone(xc_GeoDefs::eDofScale, 0.9, 1.1);
+    run.zone(xc_GeoDefs::eDofScale, wideScale ? 0.5 : 0.9, wideScale ? 2.0 : 1.1);
     run.zoneEnable(fixedScale ? xc_GeoDefs::eZoneAngle : xc_GeoDefs::eZoneAll);
     run.nominal(xc_GeoDefs::eDofScale, 1.0);
     xcGeoAlignResultSet rs;
@@ -83,7 +86,7 @@ void BM_GeoAlignRun(benchmark::State& state) {
     state.counters["found"] =
         benchmark::Counter(static_cast<double>(found), benchmark::Counter::kAvgIterations);
 }
-BENCHMARK(BM_GeoAlignRun)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GeoAlignRun)->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
 
 void BM_GeoAlignTrain(benchmark::State& state) {
     const xcSynthFont font(xcSynthFont::locate());

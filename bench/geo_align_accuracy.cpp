@@ -134,6 +134,7 @@ int main(int argc, char** argv) {
     run.numToFind(1);
 
     long found = 0;
+    double minFoundScore = 1.0;
     std::vector<double> ep, ea, es;
     // Per size bin (em sizes [20, 25), [25, 30), [30, 35), [35, 40]): trials, found, errors.
     struct Bin {
@@ -186,6 +187,7 @@ int main(int argc, char** argv) {
             const double da = wrap180(r.angle() - t.pose.angle);
             if (dp < 2.0 && std::fabs(da) < 3.0) {
                 ok = true;
+                minFoundScore = std::min(minFoundScore, r.score());
                 ep.push_back(dp);
                 ea.push_back(da);
                 es.push_back(r.xScale() / t.pose.scale - 1.0);
@@ -231,8 +233,11 @@ int main(int argc, char** argv) {
         for (double x : v) s += x * f;
         return v.empty() ? 0.0 : s / v.size();
     };
-    std::printf("present: %ld trials, found %ld (%.2f %%), mean run %.2f ms\n", opt.trials, found,
-                100.0 * found / std::max(1L, opt.trials), runMs / std::max(1L, opt.trials));
+    std::printf(
+        "present: %ld trials, found %ld (%.2f %%), lowest score found %.3f, mean run %.2f "
+        "ms\n",
+        opt.trials, found, 100.0 * found / std::max(1L, opt.trials), minFoundScore,
+        runMs / std::max(1L, opt.trials));
     std::printf("pose error RMS: position %.4f px, angle %.4f deg, scale %.4f %%\n", rms(ep, 1),
                 rms(ea, 1), rms(es, 100));
     std::printf("pose error mean: angle %.4f deg, scale %.4f %%\n", mean(ea, 1), mean(es, 100));

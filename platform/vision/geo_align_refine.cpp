@@ -11,10 +11,13 @@ namespace {
 constexpr double kReachFirst = 2.5;  // search reach of the first fit step, level pixels
 constexpr double kReach = 1.5;       // of the later steps and of the final correspondences
 constexpr int kMaxIterations = 40;
+constexpr double kConverged = 2e-3;   // a step moving no point farther (level pixels) ends the fit
+constexpr int kGiveUpAfter = 2;       // steps before a hopeless candidate is given up
 constexpr double kHuber = 0.5;        // level pixels
 constexpr float kMinCos = 0.7f;       // an edge's direction within about 45 degrees
 constexpr double kMaxMove = 1.5;      // largest point movement of one fit step, level pixels
 constexpr double kCovered = 1.0;      // an edge within this distance covers its point
+constexpr double kNear = 0.5;         // the score counts a point as far as its edge is this near
 constexpr double kExplained = 1.5;    // clutter: an edge this close to a turned point is explained
 constexpr double kBlendStart = 2.0;   // the blur blend a fit starts from (a moderate blur)
 constexpr double kBlendPrior = 1e-3;  // weight of the blend's prior, px^2 per point
@@ -36,13 +39,13 @@ public:
           m_g(xf_GeoGrain(model.fineLevel)),
           m_thr(static_cast<float>(xc_GeoGradField::kUnits * setup.contrast)) {}
 
-    xc_GeoFit run(const xc_GeoPose& start, bool leastSquares, bool clutter);
+    xc_GeoFit run(const xc_GeoPose& start, bool leastSquares, bool clutter, double giveUp);
 
 private:
     void blend(double u);
     void turn(const xc_GeoPose& pose);
     bool findEdge(const Turned& t, double reach, double& delta) const;
-    bool step(xc_GeoPose& pose, double reach, long& found);
+    bool step(xc_GeoPose& pose, double reach, long& close);
     double agreement(const Turned& t) const;
     long clutterCount(const xc_GeoPose& pose) const;
 
@@ -111,7 +114,7 @@ bool Fitter::findEdge(const Turned& t, double reach, double& delta) const {
 // One Gauss-Newton step over the translation, the angle and scale where they are searched, and
 // the blur blend; false when nothing moves any more (or cannot: too few edges, a singular
 // system). A weak prior holds the blend where the edges do not tell.
-bool Fitter::step(xc_GeoPose& pose, double reach, long& found) {
+bool Fitter::step(xc_GeoPose& pose, double reach, long& close) {
     turn(pose);
     int idx[5];
     int k = 0;
@@ -121,11 +124,13 @@ bool Fitter::step(xc_GeoPose& pose, double reach, long& found) {
     if (m_setup.scaleFree) idx[k++] = 3;
     idx[k++] = 4;
     double A[5][5] = {}, b[5] = {};
-    found = 0;
+    long found = 0;
+    close = 0;
     for (const Turned& t : m_t) {
         double delta;
         if (!findEdge(t, reach, delta)) continue;
         ++found;
+        if (std::fabs(delta) <= kCovered) ++close;
         const double r = delta * m_g;  // level-0 units
         const double ad = std::fabs(delta);
         const double w = ad <= kHuber ? 1.0 : kHuber / ad;
@@ -181,7 +186,7 @@ bool Fitter::step(xc_GeoPose& pose, double reach, long& found) {
     pose.scale = m_setup.clampScale(pose.scale * std::exp(dt[3]));
     const double u = m_u;
     blend(m_u + std::clamp(dt[4], -1.0, 1.0));
-    return move > 1e-3 * m_g || std::fabs(m_u - u) > 1e-3;
+    return move > kConverged * m_g || std::fabs(m_u - u) > kConverged;
 }
 
 double Fitter::agreement(const Turned& t) const {
@@ -244,7 +249,7 @@ long Fitter::clutterCount(const xc_GeoPose& pose) const {
     return count;
 }
 
-xc_GeoFit Fitter::run(const xc_GeoPose& start, bool leastSquares, bool clutter) {
+xc_GeoFit Fitter::run(const xc_GeoPose& start, bool leastSquares, bool clutter, double giveUp) {
     blend(kBlendStart);
     // The gradient window: the points of the start pose, with room for the fit to move.
     turn(start);
@@ -279,10 +284,14 @@ xc_GeoFit Fitter::run(const xc_GeoPose& start, bool leastSquares, bool clutter) 
     xc_GeoFit fit;
     fit.pose = start;
     if (leastSquares) {
+        const long n = static_cast<long>(m_pts.size());
         for (int it = 0; it < kMaxIterations; ++it) {
             xcAttention::check();
-            long found = 0;
-            if (!step(fit.pose, it == 0 ? kReachFirst : kReach, found)) break;
+            long close = 0;
+            if (!step(fit.pose, it == 0 ? kReachFirst : kReach, close)) break;
+            // A candidate whose points still mostly miss their edges after a few steps will not
+            // reach the accept threshold: its score is taken where it stands.
+            if (it >= kGiveUpAfter && static_cast<double>(close) < giveUp * n) break;
         }
     }
     // Score and coverage: each point's agreement counts as far as its edge is near.
@@ -293,7 +302,8 @@ xc_GeoFit Fitter::run(const xc_GeoPose& start, bool leastSquares, bool clutter) 
         double delta;
         if (!findEdge(t, kReach, delta) || std::fabs(delta) > kCovered) continue;
         ++covered;
-        sum += agreement(t) * (1.0 - (delta / kCovered) * (delta / kCovered));
+        if (std::fabs(delta) < kNear)
+            sum += agreement(t) * (1.0 - (delta / kNear) * (delta / kNear));
     }
     const double n = static_cast<double>(std::max<size_t>(1, m_t.size()));
     double denom = n;
@@ -311,7 +321,7 @@ xc_GeoFit Fitter::run(const xc_GeoPose& start, bool leastSquares, bool clutter) 
 }  // namespace
 
 xc_GeoFit xf_GeoFit(const xc_GeoPose& start, const xc_GeoModel& model, const xc_GeoPyramid& pyr,
-                    const xc_GeoRunSetup& setup, bool leastSquares, bool clutter) {
+                    const xc_GeoRunSetup& setup, bool leastSquares, bool clutter, double giveUp) {
     Fitter f(model, pyr, setup);
-    return f.run(start, leastSquares, clutter);
+    return f.run(start, leastSquares, clutter, giveUp);
 }

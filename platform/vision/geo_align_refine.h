@@ -30,6 +30,9 @@ struct xc_GeoFit {
     double coverage = 0;
 };
 
-// Fits (with leastSquares) and scores a candidate at the model's finest level.
+// Fits (with leastSquares) and scores a candidate at the model's finest level. The fit stops
+// early, after a few steps, when fewer than the fraction giveUp of the points have found an
+// edge within a pixel (0: never).
 xc_GeoFit xf_GeoFit(const xc_GeoPose& start, const xc_GeoModel& model, const xc_GeoPyramid& pyr,
-                    const xc_GeoRunSetup& setup, bool leastSquares, bool clutter);
+                    const xc_GeoRunSetup& setup, bool leastSquares, bool clutter,
+                    double giveUp = 0.0);

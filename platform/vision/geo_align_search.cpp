@@ -22,6 +22,9 @@ constexpr double kMinCoarseScore = 0.1;
 // for the same instance as a better one (and not fitted).
 constexpr long kExtraFits = 4;
 constexpr double kSameInstance = 0.7;
+// A fit gives up on a candidate whose points mostly miss their edges: fewer than this fraction
+// of the accept threshold found one within a pixel.
+constexpr double kGiveUpFactor = 0.8;
 
 long maxCandidates(long numToFind) { return 16 + 4 * numToFind; }
 
@@ -261,7 +264,8 @@ void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
         if (covered) continue;
         tracked.emplace_back(foot, c.pose.scale);
         Scored s;
-        s.fit = xf_GeoFit(c.pose, model, pyr, setup, ls, params.clutterScoring());
+        s.fit = xf_GeoFit(c.pose, model, pyr, setup, ls, params.clutterScoring(),
+                          kGiveUpFactor * accept);
         s.foot = footprint(model, s.fit.pose);
         fits.push_back(std::move(s));
     }
