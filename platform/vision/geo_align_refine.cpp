@@ -35,8 +35,8 @@ public:
         : m_model(model),
           m_pyr(pyr),
           m_setup(setup),
-          m_level(model.fineLevel),
-          m_g(xf_GeoGrain(model.fineLevel)),
+          m_level(setup.fitLevel),
+          m_g(xf_GeoGrain(setup.fitLevel)),
           m_thr(static_cast<float>(xc_GeoGradField::kUnits * setup.contrast)) {}
 
     xc_GeoFit run(const xc_GeoPose& start, bool leastSquares, bool clutter, double giveUp);

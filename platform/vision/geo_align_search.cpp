@@ -178,11 +178,18 @@ void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
     setup.scaleHi = sz.end() / fm.factor;
     const double smax = setup.scaleFree ? setup.scaleHi : setup.scaleNominal;
 
+    // Image levels pair with the model levels of the nearest grain at the middle scale.
+    const double smid =
+        setup.scaleFree ? std::sqrt(setup.scaleLo * setup.scaleHi) : setup.scaleNominal;
+    setup.levelShift = static_cast<int>(std::lround(-std::log2(smid)));
+    setup.fitLevel = std::max(0, model.fineLevel - setup.levelShift);
+    const int sceneCoarse = std::max(setup.fitLevel, model.coarseLevel - setup.levelShift);
+
     // The pyramid, and the coarse level it allows.
-    xc_GeoPyramid pyr(image, mask, model.coarseLevel);
-    const int coarse = std::min(pyr.top(), model.coarseLevel);
-    if (coarse < model.fineLevel) return;  // the image is smaller than the finest grain
-    const xc_GeoLevel& top = model.level(coarse);
+    xc_GeoPyramid pyr(image, mask, sceneCoarse);
+    const int coarse = std::min(pyr.top(), sceneCoarse);
+    if (coarse < setup.fitLevel) return;  // the image is smaller than the finest grain
+    const xc_GeoLevel& top = model.level(setup.modelLevel(model, coarse));
     const double g = xf_GeoGrain(coarse);
 
     // The coarse grid: steps that move the farthest point by about kStepPixels pixels.
@@ -226,7 +233,7 @@ void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
 
     // Down the pyramid.
     xc_GeoLevelScorer scorer;
-    for (int l = coarse - 1; l >= model.fineLevel; --l) {
+    for (int l = coarse - 1; l >= setup.fitLevel; --l) {
         std::vector<xc_GeoCandidate> next;
         for (const xc_GeoCandidate& c : cands) {
             xc_GeoCandidate t = xf_GeoTrackLevel(c, model, l, pyr, setup, scorer);

@@ -11,6 +11,10 @@ double xc_GeoRunSetup::clampAngle(double a) const {
     return std::clamp(a, angleLo, angleHi);
 }
 
+int xc_GeoRunSetup::modelLevel(const xc_GeoModel& model, int level) const {
+    return std::clamp(level + levelShift, model.fineLevel, model.coarseLevel);
+}
+
 double xc_GeoRunSetup::clampScale(double s) const {
     if (!scaleFree) return scaleNominal;
     return std::clamp(s, scaleLo, scaleHi);
@@ -80,7 +84,7 @@ void xc_GeoLevelScorer::score3x3(const std::vector<xc_GeoPoint>& pts, const xc_G
 xc_GeoCandidate xf_GeoTrackLevel(const xc_GeoCandidate& c, const xc_GeoModel& model, int level,
                                  const xc_GeoPyramid& pyr, const xc_GeoRunSetup& setup,
                                  xc_GeoLevelScorer& scorer) {
-    const xc_GeoLevel& lv = model.level(level);
+    const xc_GeoLevel& lv = model.level(setup.modelLevel(model, level));
     const double g = xf_GeoGrain(level);
     const double da = setup.angleFree ? setup.angleStep0 * g : 0.0;
     const double ds = setup.scaleFree ? setup.logScaleStep0 * g : 0.0;

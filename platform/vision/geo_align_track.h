@@ -26,6 +26,14 @@ struct xc_GeoRunSetup {
     double angleNominal = 0, scaleNominal = 1;
     // Steps at level 0; a level l uses 2^l times these. The scale step is a step of ln(scale).
     double angleStep0 = 0, logScaleStep0 = 0;
+    // Pyramid levels of the searched image pair with the model's levels whose grain, at the
+    // zone's middle scale, is the nearest: model level = image level + levelShift (a pattern
+    // trained on an enlarged image has a positive shift). fitLevel: the image level of the fit.
+    int levelShift = 0;
+    int fitLevel = 0;
+
+    // The model level that serves image level `level`.
+    int modelLevel(const xc_GeoModel& model, int level) const;
 
     double clampAngle(double a) const;
     double clampScale(double s) const;
@@ -48,8 +56,8 @@ private:
     std::vector<float> m_u;  // ux, uy interleaved
 };
 
-// Tracks a candidate from the level above `level` to `level` (its points); returns the best
-// pose of the neighbourhood and its score.
+// Tracks a candidate from the image level above `level` to `level` (with the points of the model
+// level that serves it); returns the best pose of the neighbourhood and its score.
 xc_GeoCandidate xf_GeoTrackLevel(const xc_GeoCandidate& c, const xc_GeoModel& model, int level,
                                  const xc_GeoPyramid& pyr, const xc_GeoRunSetup& setup,
                                  xc_GeoLevelScorer& scorer);
