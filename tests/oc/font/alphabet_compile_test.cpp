@@ -18,16 +18,17 @@ using namespace font_test;
 
 namespace {
 
-// A textured image: random blocks of 2 x 2 pixels (fixed seed).
-Buffer noiseImage(long width, long height, unsigned seed) {
+// A textured image: random blocks of block x block pixels (fixed seed).
+Buffer noiseImage(long width, long height, unsigned seed, long block = 2) {
     std::mt19937 rng(seed);
     std::uniform_int_distribution<int> grey(0, 255);
     Buffer b(width, height);
-    for (long y = 0; y < height; y += 2)
-        for (long x = 0; x < width; x += 2) {
+    for (long y = 0; y < height; y += block)
+        for (long x = 0; x < width; x += block) {
             const auto v = static_cast<unsigned char>(grey(rng));
-            for (long dy = 0; dy < 2 && y + dy < height; ++dy)
-                for (long dx = 0; dx < 2 && x + dx < width; ++dx) b.rowPointer(y + dy)[x + dx] = v;
+            for (long dy = 0; dy < block && y + dy < height; ++dy)
+                for (long dx = 0; dx < block && x + dx < width; ++dx)
+                    b.rowPointer(y + dy)[x + dx] = v;
         }
     return b;
 }
@@ -186,4 +187,36 @@ TEST(OCAlphabetCompile, ATimeOutOrAbortEndsTheCompile) {
     a.compile();
     EXPECT_TRUE(a.isCompiled());
     EXPECT_NEAR(a.confusion(1, 2), 100.0 / 144.0, 0.02);
+}
+
+TEST(OCAlphabetCompile, AMatchMayHangOutOfTheCellByHalfTheCellAndNoMore) {
+    // Every model is a 12 x 12 cell of one large texture of independent pixels; only the cells
+    // count, not the rest of the images. Model 1's cell lies at (0, 0). A cell shifted by (6, 0) or
+    // (3, 6) shows half (72 / 144) or 54 / 144 of model 1's pixels at the identity pose, still
+    // within the half-cell overhang the search allows; a cell shifted by 7 would need an overhang
+    // of 7 and finds only chance likeness, although model 1's pixels lie next to it in the same
+    // image.
+    const Buffer texture = noiseImage(40, 40, 21, 1);
+    xcOCAlphabet a(models({areaModel(1, texture, xcPelRect(0, 0, 12, 12)),
+                           areaModel(2, texture, xcPelRect(6, 0, 12, 12)),
+                           areaModel(3, texture, xcPelRect(3, 6, 12, 12)),
+                           areaModel(4, texture, xcPelRect(7, 0, 12, 12)),
+                           areaModel(5, texture, xcPelRect(0, 7, 12, 12))}),
+                   0.3, true);
+    ASSERT_TRUE(a.isCompiled());
+    EXPECT_NEAR(a.confusion(1, 2), 72.0 / 144.0, 1e-6);
+    EXPECT_NEAR(a.confusion(2, 1), 72.0 / 144.0, 1e-6);
+    EXPECT_NEAR(a.confusion(1, 3), 54.0 / 144.0, 1e-6);
+    EXPECT_NEAR(a.confusion(3, 1), 54.0 / 144.0, 1e-6);
+    for (long k : {2L, 3L}) {
+        EXPECT_LT(a.characterOffset(1, k).trans().len(), 0.2) << k;
+        EXPECT_LT(a.characterOffset(k, 1).trans().len(), 0.2) << k;
+    }
+    // 60 / 144 = 0.417 would be found if the overhang were not limited or the whole image were
+    // searched (measured: 0.068 and 0.026).
+    for (const auto& [i, j] :
+         {std::pair{1L, 4L}, std::pair{4L, 1L}, std::pair{1L, 5L}, std::pair{5L, 1L}})
+        EXPECT_LT(a.confusion(i, j), 0.15) << i << " " << j;
+    EXPECT_TRUE(a.areConfusable(1, 2));
+    EXPECT_FALSE(a.areConfusable(1, 4));
 }
