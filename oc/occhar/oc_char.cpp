@@ -444,8 +444,8 @@ void xcOCChar::serialize_(xcArchive& ar, std::uint8_t version) {
     ar || m_hasThresholdAndInvert || m_threshold || m_invert;
     ar || m_imageArea;
     ar || m_metrics;
-    xf_OCCharArchiveCodes(ar, m_name32);
-    xf_OCCharArchiveCodes(ar, m_description32);
+    ar || m_name32;
+    ar || m_description32;
     ar || m_name || m_description;
 }
 

@@ -498,22 +498,37 @@ xcArchive& operator||(xcArchive& ar, double& v) {
     return ar;
 }
 
-xcArchive& operator||(xcArchive& ar, std::wstring& v) {
-    static_assert(sizeof(wchar_t) == 4, "wide strings are archived as 32-bit units");
+namespace {
+
+// Wide strings and strings of 32-bit codes: a u32 count, then that many u32 units.
+template <class Str>
+void exchangeUnits32(xcArchive& ar, Str& v) {
     xcArchive::Exchange ex(ar);
     if (ar.isStoring()) {
         if (v.size() > 0xFFFFFFFFu) ar.badData(L"string too long for a 32-bit count");
         ar.put32(static_cast<std::uint32_t>(v.size()));
-        for (wchar_t c : v) ar.put32(static_cast<std::uint32_t>(c));
+        for (auto c : v) ar.put32(static_cast<std::uint32_t>(c));
     } else {
         const std::uint32_t n = ar.get32(L"a string length");
         ar.checkCount(n, 4, L"string");
-        std::wstring s(n, L'\0');
+        Str s(n, typename Str::value_type(0));
         for (std::uint32_t i = 0; i < n; ++i)
-            s[i] = static_cast<wchar_t>(ar.get32(L"a string unit"));
+            s[i] = static_cast<typename Str::value_type>(ar.get32(L"a string unit"));
         v.swap(s);
     }
     ex.commit();
+}
+
+}  // namespace
+
+xcArchive& operator||(xcArchive& ar, std::wstring& v) {
+    static_assert(sizeof(wchar_t) == 4, "wide strings are archived as 32-bit units");
+    exchangeUnits32(ar, v);
+    return ar;
+}
+
+xcArchive& operator||(xcArchive& ar, std::u32string& v) {
+    exchangeUnits32(ar, v);
     return ar;
 }
 

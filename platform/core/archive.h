@@ -12,7 +12,7 @@
 //   unsigned long                  u32; storing a value above 0xFFFFFFFF throws BadData
 //   bool                           u8 (0 or 1; anything else read back throws BadData)
 //   double                         f64 (IEEE 754 bits)
-//   std::wstring                   u32 count, then count u32 units
+//   std::wstring, std::u32string   u32 count, then count u32 units
 //   std::vector<T>                 "vector form": u8 version 0, u32 count, the elements
 //   persistent object by value     its levels, through its dispatchSerialize (the
 //                                  xcPersistent part itself writes nothing)
@@ -292,6 +292,7 @@ xcArchive& operator||(xcArchive& ar, unsigned long& v);
 xcArchive& operator||(xcArchive& ar, bool& v);
 xcArchive& operator||(xcArchive& ar, double& v);
 xcArchive& operator||(xcArchive& ar, std::wstring& v);
+xcArchive& operator||(xcArchive& ar, std::u32string& v);
 
 // The least number of bytes one operand of type T takes in the stream, used to check a
 // vector's count before allocating. Types whose encoding may be empty keep 1 (harmless: the
@@ -310,6 +311,8 @@ template <>
 struct xc_ArchiveMinBytes<double> : std::integral_constant<std::size_t, 8> {};
 template <>
 struct xc_ArchiveMinBytes<std::wstring> : std::integral_constant<std::size_t, 4> {};
+template <>
+struct xc_ArchiveMinBytes<std::u32string> : std::integral_constant<std::size_t, 4> {};
 template <class T, class A>
 struct xc_ArchiveMinBytes<std::vector<T, A>> : std::integral_constant<std::size_t, 5> {};
 

@@ -133,11 +133,12 @@ TEST(Archive, PlainOperandsHaveTheirFixedEncoding) {
     bool t = true;
     double d = 1.0;
     std::wstring s = L"h\U0001F600";
-    ar || u8 || i8 || u32 || i32 || l || ul || t || d || s;
+    std::u32string c = U"\U0001F600";
+    ar || u8 || i8 || u32 || i32 || l || ul || t || d || s || c;
     Bytes expected = header();
     Bytes body = {0xAB, 0xFD, 4, 3, 2, 1, 0xFE, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0x80,
                   0xFF, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F, 2, 0, 0, 0,
-                  'h', 0, 0, 0, 0x00, 0xF6, 0x01, 0x00};
+                  'h', 0, 0, 0, 0x00, 0xF6, 0x01, 0x00, 1, 0, 0, 0, 0x00, 0xF6, 0x01, 0x00};
     expected.insert(expected.end(), body.begin(), body.end());
     EXPECT_EQ(ar.bytes(), expected);
     EXPECT_EQ(ar.position(), expected.size());
@@ -153,7 +154,8 @@ TEST(Archive, PlainOperandsHaveTheirFixedEncoding) {
     bool tb = false;
     double db = 0;
     std::wstring sb = L"old";
-    in || u8b || i8b || u32b || i32b || lb || ulb || tb || db || sb;
+    std::u32string cb = U"old";
+    in || u8b || i8b || u32b || i32b || lb || ulb || tb || db || sb || cb;
     EXPECT_EQ(u8b, u8);
     EXPECT_EQ(i8b, i8);
     EXPECT_EQ(u32b, u32);
@@ -163,6 +165,7 @@ TEST(Archive, PlainOperandsHaveTheirFixedEncoding) {
     EXPECT_EQ(tb, t);
     EXPECT_EQ(db, d);
     EXPECT_EQ(sb, s);
+    EXPECT_EQ(cb, c);
     EXPECT_TRUE(in.atEnd());
 }
 
