@@ -100,9 +100,13 @@ public:
 
     // Computes the confusion matrix and offsets, recording the input, details and results that
     // `flags` selects into `diag` (may be null). An already compiled alphabet is not
-    // recomputed. This build compiles only an empty alphabet: with characters to measure it
-    // throws xcOCDefs::NotImplemented "Alphabet compilation is not available in this build."
-    // before changing anything (alphabet_compile.cpp).
+    // recomputed. Each row runs on a worker thread, one at a time; the calling thread waits
+    // and polls xcAttention::check() after each row (alphabet_compile.cpp). A sub-model run
+    // that fails leaves its pair at confusion 0; any other error of a worker (a time-out, a
+    // character that cannot be trained, placed or resampled: xcOCDefs::BadParams "A character
+    // image is too large to resample into the reference geometry.", core and tool errors) and
+    // the calling thread's abort or time-out end the compile with that error and leave the
+    // alphabet not compiled; a later compile starts again.
     void compile(xcDiagObject* diag = nullptr, unsigned long flags = 0);
 
     // The same characters (models equal by value, index by index), name, threshold (exactly)

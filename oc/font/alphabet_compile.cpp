@@ -109,8 +109,13 @@ void resampleInto(const xcPelBuffer_const<unsigned char>& reference,
                               .map(q);
     a.center(c);
 
+    // The sample counts are signed 16-bit values: check the range before converting.
     const double nxr = a.xLength() / m.xScale();
     const double nyr = a.yLength() / m.yScale();
+    constexpr double kMaxSamples = 32767.0;
+    if (!(std::round(nxr) <= kMaxSamples && std::round(nyr) <= kMaxSamples))
+        throw xcOCDefs::BadParams(
+            L"A character image is too large to resample into the reference geometry.");
     const auto nx = static_cast<std::int16_t>(std::round(nxr));
     const auto ny = static_cast<std::int16_t>(std::round(nyr));
     if (nx <= 0 || ny <= 0)

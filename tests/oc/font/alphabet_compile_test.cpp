@@ -220,3 +220,25 @@ TEST(OCAlphabetCompile, AMatchMayHangOutOfTheCellByHalfTheCellAndNoMore) {
     EXPECT_TRUE(a.areConfusable(1, 2));
     EXPECT_FALSE(a.areConfusable(1, 4));
 }
+
+TEST(OCAlphabetCompile, ACharacterTooLargeForTheReferenceGeometryFailsTheCompile) {
+    // A 20000 x 2 strip whose pixels are 2 client units wide needs 40000 samples across in the
+    // pixel geometry of an 8 x 8 reference at 1 unit per pixel: more than a sample count holds.
+    Buffer strip = noiseImage(20000, 2, 4);
+    strip.clientFromImageXform(xcXform<2>(xcMatrix<2>(2.0, 0.0, 0.0, 2.0), xcVector<2>()));
+    xcOCAlphabet a(models({areaModel(1, noiseImage(8, 8, 5), xcPelRect(0, 0, 8, 8)),
+                           areaModel(2, strip, xcPelRect(0, 0, 20000, 2))}),
+                   0.5, false);
+    EXPECT_OC_ERROR(a.compile(), xcOCDefs::BadParams,
+                    L"A character image is too large to resample into the reference geometry.");
+    EXPECT_FALSE(a.isCompiled());
+
+    // 16383 pixels need 32766 samples: resampled and compiled.
+    Buffer narrower = noiseImage(16383, 2, 4);
+    narrower.clientFromImageXform(xcXform<2>(xcMatrix<2>(2.0, 0.0, 0.0, 2.0), xcVector<2>()));
+    xcOCAlphabet b(models({areaModel(1, noiseImage(8, 8, 5), xcPelRect(0, 0, 8, 8)),
+                           areaModel(2, narrower, xcPelRect(0, 0, 16383, 2))}),
+                   0.5, true);
+    EXPECT_TRUE(b.isCompiled());
+    EXPECT_EQ(b.confusion(1, 1), 1.0);
+}
