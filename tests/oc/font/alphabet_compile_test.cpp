@@ -7,11 +7,13 @@
 #include <random>
 
 #include "oc/font/alphabet.h"
+#include "oc/font/alphabet_report.h"
 #include "oc/imageutil/blankness.h"
 #include "platform/core/attention.h"
 #include "platform/core/text.h"
 #include "platform/core/thread.h"
 #include "platform/core/timeout.h"
+#include "platform/diag/diag_object.h"
 #include "tests/oc/font/font_test_util.h"
 
 using namespace font_test;
@@ -241,4 +243,92 @@ TEST(OCAlphabetCompile, ACharacterTooLargeForTheReferenceGeometryFailsTheCompile
                    0.5, true);
     EXPECT_TRUE(b.isCompiled());
     EXPECT_EQ(b.confusion(1, 1), 1.0);
+}
+
+TEST(OCAlphabetCompile, TheFlagsChooseTheInputDetailsAndResultsRecords) {
+    const Buffer image = noiseImage(20, 20, 13);
+    xcOCAlphabet a(models({areaModel(1, image, xcPelRect(0, 0, 12, 12)),
+                           areaModel(2, image, xcPelRect(4, 4, 12, 12)), blankModel(3, L"s")}),
+                   0.5, false, L"f");
+    const std::wstring head =
+        L"Alphabet general info\n  name = 'f'\n  numChars = 3\n"
+        L"  confusionThreshold = 0.500\n  isCompiled = ";
+
+    // All three: the input (written before the compile: not compiled yet, one record per
+    // character below it), an empty details record, then the compiled matrix.
+    xcDiagObject d;
+    a.compile(&d, 0x70000);
+    ASSERT_TRUE(a.isCompiled());
+    ASSERT_EQ(d.numRecords(), 6);
+    EXPECT_EQ(d.diagRecord(0)->annotation(), L"Alphabet Compilation Input");
+    ASSERT_EQ(d.diagRecord(0)->texts().size(), 1u);
+    EXPECT_EQ(d.diagRecord(0)->texts()[0].text, head + L"false\n\n");
+    for (long r = 1; r <= 3; ++r) EXPECT_EQ(d.diagRecord(r)->level(), 1) << r;
+    EXPECT_EQ(d.diagRecord(3)->annotation(), L"Character #2: 's'");
+    EXPECT_EQ(d.diagRecord(4)->annotation(), L"Alphabet Compilation Details");
+    EXPECT_EQ(d.diagRecord(4)->level(), 0);
+    EXPECT_TRUE(d.diagRecord(4)->texts().empty());
+    EXPECT_EQ(d.diagRecord(5)->annotation(), L"Alphabet Compilation Results");
+    EXPECT_EQ(d.diagRecord(5)->level(), 0);
+    ASSERT_EQ(d.diagRecord(5)->texts().size(), 1u);
+    EXPECT_EQ(d.diagRecord(5)->texts()[0].text,
+              head + L"true\n" + xf_ConfusionMatrix(&a, true) + L"\n");
+    EXPECT_EQ(d.level(), 0);
+
+    // Compiled already: nothing is recomputed, and each flag still chooses its record.
+    const double before = a.confusion(1, 2);
+    xcDiagObject results, details, none;
+    a.compile(&results, 0x20000);
+    ASSERT_EQ(results.numRecords(), 1);
+    EXPECT_EQ(results.diagRecord(0)->annotation(), L"Alphabet Compilation Results");
+    a.compile(&details, 0x40000);
+    ASSERT_EQ(details.numRecords(), 1);
+    EXPECT_EQ(details.diagRecord(0)->annotation(), L"Alphabet Compilation Details");
+    a.compile(&none, 0x0FFFF);
+    EXPECT_EQ(none.numRecords(), 0);
+    EXPECT_EQ(a.confusion(1, 2), before);
+}
+
+TEST(OCAlphabetCompile, MasksLimitThePixelsCompared) {
+    // A: a 12 x 12 cell of a texture whose left half is masked out. B: the same cell with its
+    // left half replaced by other texture, no mask. C: A's image and mask at twice the
+    // resolution (each pixel repeated 2 x 2, client frame halved), resampled by the compile.
+    const Buffer texture = noiseImage(20, 20, 31);
+    const Buffer other = noiseImage(20, 20, 32);
+    Buffer mask(20, 20), b(20, 20), big(40, 40), bigMask(40, 40);
+    for (long y = 0; y < 20; ++y)
+        for (long x = 0; x < 20; ++x) {
+            mask.rowPointer(y)[x] = x < 6 ? 0 : 255;
+            b.rowPointer(y)[x] = (x < 6 ? other : texture).rowPointer(y)[x];
+            for (long k = 0; k < 4; ++k) {
+                big.rowPointer(2 * y + k / 2)[2 * x + k % 2] = texture.rowPointer(y)[x];
+                bigMask.rowPointer(2 * y + k / 2)[2 * x + k % 2] = mask.rowPointer(y)[x];
+            }
+        }
+    const xcXform<2> half(xcMatrix<2>(0.5, 0.0, 0.0, 0.5), xcVector<2>());
+    big.clientFromImageXform(half);
+    bigMask.clientFromImageXform(half);
+    xcOCAlphabet a(models({ModelHandle(new xcOCModel(1, texture, mask, xcPelRect(0, 0, 12, 12),
+                                                     xcOCModel::eNormal, L"A")),
+                           areaModel(2, b, xcPelRect(0, 0, 12, 12)),
+                           ModelHandle(new xcOCModel(3, big, bigMask, xcPelRect(0, 0, 24, 24),
+                                                     xcOCModel::eNormal, L"C"))}),
+                   0.5, true);
+    ASSERT_TRUE(a.isCompiled());
+    // A's cared-for pixels all lie on B and all agree; B finds its right half on the half of
+    // A's cell that A's mask keeps (coverage 72 / 144).
+    EXPECT_NEAR(a.confusion(1, 2), 1.0, 1e-6);
+    EXPECT_NEAR(a.confusion(2, 1), 0.5, 1e-6);
+    EXPECT_LT(a.characterOffset(1, 2).trans().len(), 0.1);
+    // Through the resampling (measured: 0.994, 0.497, 0.907, 0.907): C's mask comes along, so
+    // B again finds only half of its pixels cared for; without it B's unmatched left half
+    // would pull the score down to about a quarter.
+    EXPECT_GT(a.confusion(1, 3), 0.95);
+    EXPECT_NEAR(a.confusion(2, 3), 0.5, 0.03);
+    EXPECT_GT(a.confusion(3, 1), 0.85);
+    EXPECT_GT(a.confusion(3, 2), 0.85);
+    for (long k : {1L, 2L}) {
+        EXPECT_LT(a.characterOffset(k, 3).trans().len(), 0.1) << k;
+        EXPECT_LT(a.characterOffset(3, k).trans().len(), 0.1) << k;
+    }
 }
