@@ -36,20 +36,34 @@ const AgreementTable& agreementTable() {
     return t;
 }
 
-// Appends the row maxima of placements u0 ... u1 - 1: sums below minSum count as -1, and a
-// placement is kept when its sum reaches minSum, is at least its left neighbour's and above its
-// right neighbour's.
-void rowMaxima(std::int32_t* sums, long w, long u0, long u1, std::int32_t minSum, long ti, long v,
-               std::vector<xc_GeoHit>& hits) {
-    for (long u = std::max(0L, u0 - 1); u < std::min(w, u1 + 1); ++u)
-        if (sums[u] < minSum) sums[u] = -1;
-    for (long u = u0; u < u1; ++u) {
-        const std::int32_t s = sums[u];
-        if (s < 0) continue;
-        if (u > 0 && sums[u - 1] > s) continue;
-        if (u + 1 < w && sums[u + 1] >= s) continue;
-        hits.push_back({s, static_cast<std::int32_t>(u), static_cast<std::int32_t>(v),
-                        static_cast<std::int32_t>(ti)});
+// Appends the maxima of a template's score map (rows with `live` set hold sums, -1 for the
+// placements ruled out; other rows hold nothing): placements whose sum reaches minSum and beats
+// its eight neighbours (ties go to the first in raster order).
+void mapMaxima(const std::vector<std::int32_t>& sums, const std::vector<char>& live, long w, long h,
+               std::int32_t minSum, long ti, std::vector<xc_GeoHit>& hits) {
+    for (long v = 0; v < h; ++v) {
+        if (!live[static_cast<size_t>(v)]) continue;
+        const std::int32_t* row = sums.data() + v * w;
+        const std::int32_t* up = v > 0 && live[static_cast<size_t>(v - 1)] ? row - w : nullptr;
+        const std::int32_t* down =
+            v + 1 < h && live[static_cast<size_t>(v + 1)] ? row + w : nullptr;
+        for (long u = 0; u < w; ++u) {
+            const std::int32_t s = row[u];
+            if (s < minSum) continue;
+            // Earlier neighbours must not exceed s, later ones must stay below it.
+            if (u > 0 && row[u - 1] > s) continue;
+            if (u + 1 < w && row[u + 1] >= s) continue;
+            bool top = true;
+            if (up)
+                for (long x = std::max(0L, u - 1); x <= std::min(w - 1, u + 1) && top; ++x)
+                    top = up[x] <= s;
+            if (top && down)
+                for (long x = std::max(0L, u - 1); x <= std::min(w - 1, u + 1) && top; ++x)
+                    top = down[x] < s;
+            if (top)
+                hits.push_back({s, static_cast<std::int32_t>(u), static_cast<std::int32_t>(v),
+                                static_cast<std::int32_t>(ti)});
+        }
     }
 }
 
@@ -134,46 +148,39 @@ xc_GeoTemplate xf_GeoMakeTemplate(const std::vector<xc_GeoPoint>& points, int le
     return t;
 }
 
-void xf_GeoScanRowPlain(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long ti, long v,
-                        std::int32_t minSum, std::vector<xc_GeoHit>& hits) {
+bool xf_GeoScanRowPlain(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v,
+                        std::int32_t minSum, std::int32_t* sums) {
     const long w = resp.width();
-    std::vector<std::int32_t> sums(static_cast<size_t>(w), 0);
+    std::fill(sums, sums + w, 0);
     const unsigned char* base = resp.origin() + v * resp.stride();
     for (std::int32_t off : t.offsets)
-        for (long u = 0; u < w; ++u) sums[static_cast<size_t>(u)] += base[u + off];
-    rowMaxima(sums.data(), w, 0, w, minSum, ti, v, hits);
+        for (long u = 0; u < w; ++u) sums[u] += base[u + off];
+    bool any = false;
+    for (long u = 0; u < w; ++u) any |= sums[u] >= minSum;
+    return any;
 }
 
-void xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long ti, long v,
-                   std::int32_t minSum, std::vector<xc_GeoHit>& hits) {
+bool xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v, std::int32_t minSum,
+                   std::int32_t* out) {
 #if defined(__SSE2__)
     const long w = resp.width();
     const long n = static_cast<long>(t.offsets.size());
     // Sums stay below 2^15 (at most 128 points of 255), so signed 16-bit lanes hold them.
-    if (n > 128) {
-        xf_GeoScanRowPlain(resp, t, ti, v, minSum, hits);
-        return;
-    }
+    if (n > 128) return xf_GeoScanRowPlain(resp, t, v, minSum, out);
     const long runs = (w + kRun - 1) / kRun;
-    std::int32_t sums[kRun * 32];  // rows up to 1024 placements; longer ones use rowSums
     const unsigned char* base = resp.origin() + v * resp.stride();
     const std::int32_t* off = t.offsets.data();
     const __m128i zero = _mm_setzero_si128();
-    std::vector<std::int32_t> rowSums;
-    std::int32_t* out = sums;
-    if (w > kRun * 32) {
-        rowSums.resize(static_cast<size_t>(runs * kRun));
-        out = rowSums.data();
-    }
-    long first = w, end = 0;  // the placements that may hold hits
+    bool anyRow = false;
     for (long r = 0; r < runs; ++r) {
         const long u0 = r * kRun;
+        const long m = std::min(kRun, w - u0);  // placements of this run inside the row
         std::int32_t* o = out + u0;
         // Bound 1: the edge pixels under the template's reach for these placements.
         const long edges =
             resp.edgeCount(u0 + t.dxMin, v + t.dyMin, u0 + kRun - 1 + t.dxMax, v + t.dyMax);
         if (std::min(n, edges * t.multiplicity) * 255 < minSum) {
-            for (long j = 0; j < kRun; ++j) o[j] = -1;
+            std::fill(o, o + m, -1);
             continue;
         }
         const unsigned char* p = base + u0;
@@ -192,11 +199,11 @@ void xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long ti,
             }
             if (i < n) {
                 // Bound 2: the best partial sum with every remaining point at 255.
-                __m128i m = _mm_max_epi16(_mm_max_epi16(a0, a1), _mm_max_epi16(a2, a3));
-                m = _mm_max_epi16(m, _mm_srli_si128(m, 8));
-                m = _mm_max_epi16(m, _mm_srli_si128(m, 4));
-                m = _mm_max_epi16(m, _mm_srli_si128(m, 2));
-                const long best = static_cast<std::int16_t>(_mm_cvtsi128_si32(m));
+                __m128i mx = _mm_max_epi16(_mm_max_epi16(a0, a1), _mm_max_epi16(a2, a3));
+                mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 8));
+                mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 4));
+                mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 2));
+                const long best = static_cast<std::int16_t>(_mm_cvtsi128_si32(mx));
                 if (best + 255 * (n - i) < minSum) {
                     dropped = true;
                     break;
@@ -204,7 +211,7 @@ void xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long ti,
             }
         }
         if (dropped) {
-            for (long j = 0; j < kRun; ++j) o[j] = -1;
+            std::fill(o, o + m, -1);
             continue;
         }
         alignas(16) std::int16_t lanes[kRun];
@@ -212,19 +219,14 @@ void xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long ti,
         _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 8), a1);
         _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 16), a2);
         _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 24), a3);
-        bool any = false;
-        for (long j = 0; j < kRun; ++j) {
+        for (long j = 0; j < m; ++j) {
             o[j] = lanes[j];
-            any |= lanes[j] >= minSum;
-        }
-        if (any) {
-            first = std::min(first, u0);
-            end = std::min(w, u0 + kRun);
+            anyRow |= lanes[j] >= minSum;
         }
     }
-    if (end > first) rowMaxima(out, w, first, end, minSum, ti, v, hits);
+    return anyRow;
 #else
-    xf_GeoScanRowPlain(resp, t, ti, v, minSum, hits);
+    return xf_GeoScanRowPlain(resp, t, v, minSum, out);
 #endif
 }
 
@@ -248,11 +250,20 @@ std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
             templates.back().scaleIndex = s;
         }
     std::vector<xc_GeoHit> hits;
-    for (long ti = 0; ti < static_cast<long>(templates.size()); ++ti)
-        for (long v = 0; v < resp.height(); ++v) {
+    const long mw = resp.width(), mh = resp.height();
+    std::vector<std::int32_t> sums(static_cast<size_t>(mw * mh));
+    std::vector<char> live(static_cast<size_t>(mh));
+    for (long ti = 0; ti < static_cast<long>(templates.size()); ++ti) {
+        bool any = false;
+        for (long v = 0; v < mh; ++v) {
             xcAttention::check();
-            xf_GeoScanRow(resp, templates[static_cast<size_t>(ti)], ti, v, minSum, hits);
+            const bool row = xf_GeoScanRow(resp, templates[static_cast<size_t>(ti)], v, minSum,
+                                           sums.data() + v * mw);
+            live[static_cast<size_t>(v)] = row;
+            any |= row;
         }
+        if (any) mapMaxima(sums, live, mw, mh, minSum, ti, hits);
+    }
 
     // Strongest first; a hit within kNear pixels and kNear angle steps (one scale step) of a
     // kept one is dropped.

@@ -84,13 +84,14 @@ struct xc_GeoHit {
     std::int32_t t;  // template index
 };
 
-// Scores row v of placements of template t (index `ti`) and appends those whose sum reaches
-// minSum and is a maximum along the row. The plain version scores every placement; the fast
-// one (SSE2 where available) applies the bounds above. Both append the same hits.
-void xf_GeoScanRowPlain(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long ti, long v,
-                        std::int32_t minSum, std::vector<xc_GeoHit>& hits);
-void xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long ti, long v,
-                   std::int32_t minSum, std::vector<xc_GeoHit>& hits);
+// Scores row v of placements of template t into sums[0 ... width): the exact sum of every
+// placement that may reach minSum; the fast version (SSE2 where available) writes -1 for the
+// placements that the bounds above rule out (their sums are below minSum). Both return whether
+// some placement of the row reaches minSum; where a sum reaches minSum, both hold the same.
+bool xf_GeoScanRowPlain(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v,
+                        std::int32_t minSum, std::int32_t* sums);
+bool xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v, std::int32_t minSum,
+                   std::int32_t* sums);
 
 // The coarse grid of a run and its search.
 struct xc_GeoCoarseGrid {
@@ -99,10 +100,11 @@ struct xc_GeoCoarseGrid {
     std::vector<double> scales;
 };
 
-// Searches every placement of every (angle, scale) of the grid at the model's coarse level
-// (points of level `level`), and returns the best local maxima whose score reaches minScore (a
-// fraction), at most maxCandidates of them, best first. A hit is dropped when a better one
-// lies within two pixels and two angle steps and one scale step.
+// Searches every placement of every (angle, scale) of the grid at image level `level`, and
+// returns the best maxima whose score reaches minScore (a fraction), at most maxCandidates of
+// them, best first. A hit is a maximum of its template's score map over the 3 x 3 placements
+// around it; a hit is dropped when a better one lies within two pixels and two angle steps and
+// one scale step.
 std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
                                                 const std::vector<xc_GeoPoint>& points, int level,
                                                 const xc_GeoCoarseGrid& grid, double minScore,

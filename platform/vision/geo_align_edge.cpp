@@ -101,27 +101,28 @@ bool xc_GeoGradField::sampleCubic(double x, double y, float& gxOut, float& gyOut
 }
 
 bool xf_GeoEdgeAlongNormal(const xc_GeoGradField& field, double qx, double qy, float nx, float ny,
-                           const xc_GeoEdgeProbe& probe, double& delta, double* width) {
+                           const xc_GeoEdgeProbe& probe, double& delta) {
     const int half =
         std::min(kMaxSamples / 2 - 1, static_cast<int>(std::lround(probe.reach / kStep)));
     const int n = 2 * half + 1;
     float d[kMaxSamples];
-    float m[kMaxSamples];
+    float gxs[kMaxSamples], gys[kMaxSamples];
     for (int j = 0; j < n; ++j) {
         const double o = (j - half) * kStep;
-        float gx, gy;
-        if (!field.sample(qx + o * nx, qy + o * ny, gx, gy)) {
+        if (!field.sample(qx + o * nx, qy + o * ny, gxs[j], gys[j])) {
+            gxs[j] = gys[j] = 0.0f;
             d[j] = 0.0f;
-            m[j] = 0.0f;
             continue;
         }
-        d[j] = probe.sign * (gx * nx + gy * ny);
-        m[j] = std::sqrt(gx * gx + gy * gy);
+        d[j] = probe.sign * (gxs[j] * nx + gys[j] * ny);
     }
+    // The local maximum nearest to q (the stronger of two as near), whose direction is close
+    // enough to the normal: D >= minCos |gradient|.
     int best = -1;
     for (int j = 1; j + 1 < n; ++j) {
-        if (!(d[j] >= probe.threshold && d[j] > 0.0f && d[j] >= d[j - 1] && d[j] > d[j + 1] &&
-              d[j] >= probe.minCos * m[j]))
+        if (!(d[j] >= probe.threshold && d[j] > 0.0f && d[j] >= d[j - 1] && d[j] > d[j + 1]))
+            continue;
+        if (d[j] * d[j] < probe.minCos * probe.minCos * (gxs[j] * gxs[j] + gys[j] * gys[j]))
             continue;
         if (best < 0 || std::abs(j - half) < std::abs(best - half) ||
             (std::abs(j - half) == std::abs(best - half) && d[j] > d[best]))
@@ -130,18 +131,26 @@ bool xf_GeoEdgeAlongNormal(const xc_GeoGradField& field, double qx, double qy, f
     if (best < 0) return false;
     // Bicubic samples around the peak, moved at most twice to keep the peak in the middle.
     double at = (best - half) * kStep;
+    auto cubic = [&](double o, float& v) {
+        float gx, gy;
+        if (!field.sampleCubic(qx + o * nx, qy + o * ny, gx, gy)) return false;
+        v = probe.sign * (gx * nx + gy * ny);
+        return true;
+    };
     float sm[3];
-    for (int round = 0; round < 3; ++round) {
-        for (int k = 0; k < 3; ++k) {
-            const double o = at + (k - 1) * kStep;
-            float gx, gy;
-            if (!field.sampleCubic(qx + o * nx, qy + o * ny, gx, gy)) return false;
-            sm[k] = probe.sign * (gx * nx + gy * ny);
-        }
-        if (sm[0] > sm[1] && round < 2) {
+    for (int k = 0; k < 3; ++k)
+        if (!cubic(at + (k - 1) * kStep, sm[k])) return false;
+    for (int round = 0; round < 2; ++round) {
+        if (sm[0] > sm[1]) {
             at -= kStep;
-        } else if (sm[2] > sm[1] && round < 2) {
+            sm[2] = sm[1];
+            sm[1] = sm[0];
+            if (!cubic(at - kStep, sm[0])) return false;
+        } else if (sm[2] > sm[1]) {
             at += kStep;
+            sm[0] = sm[1];
+            sm[1] = sm[2];
+            if (!cubic(at + kStep, sm[2])) return false;
         } else {
             break;
         }

@@ -61,8 +61,6 @@ struct xc_GeoEdgeProbe {
 // The edge nearest to q (level coordinates) along the unit normal n: the local maximum of the
 // directional derivative sign * (gradient . n), sampled every half pixel within the reach, that
 // reaches the threshold, placed by a Gaussian (log-parabola) fit through bicubic samples around
-// it. delta is its signed distance from q along n, level pixels. When `width` is given it
-// receives the standard deviation of that Gaussian (level pixels), or 0 when the fit is not
-// Gaussian: the edge's blur as the gradient sees it.
+// it. delta is its signed distance from q along n, level pixels.
 bool xf_GeoEdgeAlongNormal(const xc_GeoGradField& field, double qx, double qy, float nx, float ny,
-                           const xc_GeoEdgeProbe& probe, double& delta, double* width = nullptr);
+                           const xc_GeoEdgeProbe& probe, double& delta);

@@ -9,7 +9,8 @@
 namespace {
 
 constexpr double kReachFirst = 2.5;  // search reach of the first fit step, level pixels
-constexpr double kReach = 1.5;       // of the later steps and of the final correspondences
+constexpr double kReach = 1.5;       // of the second step and of the final correspondences
+constexpr double kReachSettled = 1.0;  // of the steps after the second
 constexpr int kMaxIterations = 40;
 constexpr double kConverged = 2e-3;   // a step moving no point farther (level pixels) ends the fit
 constexpr int kGiveUpAfter = 2;       // steps before a hopeless candidate is given up
@@ -288,7 +289,8 @@ xc_GeoFit Fitter::run(const xc_GeoPose& start, bool leastSquares, bool clutter, 
         for (int it = 0; it < kMaxIterations; ++it) {
             xcAttention::check();
             long close = 0;
-            if (!step(fit.pose, it == 0 ? kReachFirst : kReach, close)) break;
+            const double reach = it == 0 ? kReachFirst : it == 1 ? kReach : kReachSettled;
+            if (!step(fit.pose, reach, close)) break;
             // A candidate whose points still mostly miss their edges after a few steps will not
             // reach the accept threshold: its score is taken where it stands.
             if (it >= kGiveUpAfter && static_cast<double>(close) < giveUp * n) break;

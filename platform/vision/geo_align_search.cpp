@@ -15,13 +15,15 @@ constexpr double kPi = std::numbers::pi;
 // Grid steps move the pattern's farthest point by this many pixels of their level.
 constexpr double kStepPixels = 1.0;
 // Thresholds of the coarse search and of the tracking, as fractions of the accept threshold.
-constexpr double kCoarseFactor = 0.6;
+constexpr double kCoarseFactor = 0.7;
 constexpr double kTrackFactor = 0.7;
 constexpr double kMinCoarseScore = 0.1;
 // Candidates fitted beyond numToFind, and the overlap beyond which a tracked candidate is taken
 // for the same instance as a better one (and not fitted).
-constexpr long kExtraFits = 4;
+constexpr long kExtraFits = 2;
 constexpr double kSameInstance = 0.7;
+constexpr double kSameAngle = 10.0 * kPi / 180.0;
+constexpr double kSameLogScale = 0.1;
 // A fit gives up on a candidate whose points mostly miss their edges: fewer than this fraction
 // of the accept threshold found one within a pixel.
 constexpr double kGiveUpFactor = 0.8;
@@ -258,18 +260,23 @@ void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
     std::vector<Scored> fits;
     const bool ls = params.algorithm() == xc_GeoDefs::eAlgorithmRefined;
     const long fitCap = params.numToFind() + kExtraFits;
-    std::vector<std::pair<std::vector<xcVector<2>>, double>> tracked;
+    std::vector<xc_GeoCandidate> tracked;
     for (const xc_GeoCandidate& c : cands) {
         if (static_cast<long>(fits.size()) >= fitCap) break;
         std::vector<xcVector<2>> foot = footprint(model, c.pose);
+        // A candidate that a better one already covers, at about the same angle and scale, is
+        // the same instance (instances turned apart are fitted: the fit decides between them).
         bool covered = false;
-        for (const auto& [f, s] : tracked)
-            if (overlapFraction(f, s, foot, c.pose.scale) > kSameInstance) {
+        for (const xc_GeoCandidate& k : tracked)
+            if (std::fabs(std::remainder(k.pose.angle - c.pose.angle, 2 * kPi)) < kSameAngle &&
+                std::fabs(std::log(k.pose.scale / c.pose.scale)) < kSameLogScale &&
+                overlapFraction(footprint(model, k.pose), k.pose.scale, foot, c.pose.scale) >
+                    kSameInstance) {
                 covered = true;
                 break;
             }
         if (covered) continue;
-        tracked.emplace_back(foot, c.pose.scale);
+        tracked.push_back(c);
         Scored s;
         s.fit = xf_GeoFit(c.pose, model, pyr, setup, ls, params.clutterScoring(),
                           kGiveUpFactor * accept);

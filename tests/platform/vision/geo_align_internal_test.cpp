@@ -12,21 +12,6 @@
 #include "platform/vision/geo_align_edge.h"
 #include "platform/vision/geo_align_search.h"
 
-namespace {
-
-bool sameHits(std::vector<xc_GeoHit> a, std::vector<xc_GeoHit> b) {
-    auto key = [](const xc_GeoHit& h) { return std::tuple(h.v, h.u, h.t, h.sum); };
-    auto less = [&](const xc_GeoHit& x, const xc_GeoHit& y) { return key(x) < key(y); };
-    std::sort(a.begin(), a.end(), less);
-    std::sort(b.begin(), b.end(), less);
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (key(a[i]) != key(b[i])) return false;
-    return true;
-}
-
-}  // namespace
-
 TEST(GeoAlignCoarse, FastScanMatchesThePlainScanAtOddSizes) {
     std::mt19937 rng(11);
     for (const auto& [w, h] : {std::pair{77L, 53L}, {33L, 1L}, {1L, 9L}, {130L, 41L}}) {
@@ -46,14 +31,26 @@ TEST(GeoAlignCoarse, FastScanMatchesThePlainScanAtOddSizes) {
             for (double angle : {0.0, 0.7, -2.5}) {
                 const xc_GeoTemplate t = xf_GeoMakeTemplate(pts, 0, angle, 1.0, resp);
                 for (std::int32_t minSum : {1, 255 * 4, 255 * 12, 255 * 30}) {
-                    std::vector<xc_GeoHit> fast, plain;
+                    std::vector<std::int32_t> fast(static_cast<size_t>(w)),
+                        plain(static_cast<size_t>(w));
+                    long reached = 0;
                     for (long v = 0; v < h; ++v) {
-                        xf_GeoScanRow(resp, t, 3, v, minSum, fast);
-                        xf_GeoScanRowPlain(resp, t, 3, v, minSum, plain);
+                        const bool a = xf_GeoScanRow(resp, t, v, minSum, fast.data());
+                        const bool b = xf_GeoScanRowPlain(resp, t, v, minSum, plain.data());
+                        EXPECT_EQ(a, b) << w << "x" << h << " row " << v << " " << minSum;
+                        for (long u = 0; u < w; ++u) {
+                            const size_t k = static_cast<size_t>(u);
+                            if (plain[k] >= minSum) {
+                                ++reached;
+                                EXPECT_EQ(fast[k], plain[k]) << u << " " << v;
+                            } else {
+                                EXPECT_LT(fast[k], minSum) << u << " " << v;
+                                EXPECT_TRUE(fast[k] == -1 || fast[k] == plain[k]) << u << " " << v;
+                            }
+                        }
                     }
-                    EXPECT_TRUE(sameHits(fast, plain)) << w << "x" << h << " " << minSum;
                     if (minSum == 1 && w > 1 && h > 1) {
-                        EXPECT_FALSE(plain.empty());
+                        EXPECT_GT(reached, 0);
                     }
                 }
             }
