@@ -9,6 +9,7 @@
 #include "platform/vision/geo_align_defs.h"
 #include "platform/vision/geo_align_fitset.h"
 #include "platform/vision/geo_align_pyramid.h"
+#include "platform/vision/geo_align_register.h"
 
 namespace {
 
@@ -333,5 +334,12 @@ std::shared_ptr<const xc_GeoModel> xf_GeoTrain(const xcPelBuffer_const<unsigned 
                        model->reference, model->edgeThreshold, *model);
     if (static_cast<long>(model->fitPoints.size()) < xc_GeoModel::kMinPoints)
         throw tooFew(fineLevel);
+    const int regTop = std::min(fineLevel + 1, static_cast<int>(planes.size()) - 1);
+    for (int l = fineLevel; l <= regTop; ++l) {
+        xc_GeoRegLevel reg;
+        xf_GeoBuildRegLevel(planes[static_cast<size_t>(l)], pad / xf_GeoGrain(l), plane.w,
+                            plane.h, l, model->reference, model->edgeThreshold, reg);
+        if (!reg.pixels.empty()) model->regLevels.push_back(std::move(reg));
+    }
     return model;
 }

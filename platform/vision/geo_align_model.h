@@ -32,6 +32,20 @@ struct xc_GeoLevel {
     long numEdges = 0;                // edge points found before thinning
 };
 
+// A pixel of the training image near the pattern's edges, for the grey-level registration
+// (geo_align_register.h): its centre in level-0 training pixels relative to the reference point,
+// its grey value and its value in the training image blurred by about a pixel.
+struct xc_GeoRegPixel {
+    float x = 0, y = 0;
+    float m = 0, mb = 0, mb2 = 0;
+};
+
+// The registration pixels of one training level (grain 2^level).
+struct xc_GeoRegLevel {
+    int level = 0;
+    std::vector<xc_GeoRegPixel> pixels;
+};
+
 struct xc_GeoModel {
     static constexpr long kCoarsePoints = 96;
     static constexpr long kSearchPoints = 160;
@@ -56,6 +70,9 @@ struct xc_GeoModel {
     static constexpr double kFitBlurs[kFitSets] = {0.4, 0.7, 1.0, 1.4, 2.0, 2.8};
     std::vector<xc_GeoPoint> fitPoints;
     std::vector<std::vector<xc_GeoPoint>> fitSets;
+    // The registration pixels of the finest level and of the level above it (when the training
+    // image has one), finest first.
+    std::vector<xc_GeoRegLevel> regLevels;
 
     const xc_GeoLevel& level(int l) const { return levels[static_cast<size_t>(l - fineLevel)]; }
     bool matchPolarity() const;

@@ -284,6 +284,7 @@ xc_GeoFit Fitter::run(const xc_GeoPose& start, bool leastSquares, bool clutter, 
 
     xc_GeoFit fit;
     fit.pose = start;
+    fit.sign = m_sign;
     if (leastSquares) {
         const long n = static_cast<long>(m_pts.size());
         for (int it = 0; it < kMaxIterations; ++it) {

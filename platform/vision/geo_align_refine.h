@@ -28,6 +28,7 @@ struct xc_GeoFit {
     xc_GeoPose pose;
     double score = 0;
     double coverage = 0;
+    float sign = 1.0f;  // the instance's polarity: 1 as trained, -1 reversed
 };
 
 // Fits (with leastSquares) and scores a candidate at the model's finest level. The fit stops

@@ -7,6 +7,7 @@
 #include "platform/core/attention.h"
 #include "platform/vision/geo_align_defs.h"
 #include "platform/vision/geo_align_refine.h"
+#include "platform/vision/geo_align_register.h"
 #include "platform/vision/geo_align_track.h"
 
 namespace {
@@ -285,8 +286,8 @@ void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
     }
     std::stable_sort(fits.begin(), fits.end(),
                      [](const Scored& a, const Scored& b) { return a.fit.score > b.fit.score; });
-    std::vector<const Scored*> kept;
-    for (const Scored& s : fits) {
+    std::vector<Scored*> kept;
+    for (Scored& s : fits) {
         if (static_cast<long>(kept.size()) >= params.numToFind()) break;
         if (s.fit.score < accept && !kept.empty()) break;
         bool overlaps = false;
@@ -301,6 +302,15 @@ void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
         kept.push_back(&s);
         if (s.fit.score < accept) break;  // the best candidate, not accepted: it comes alone
     }
+
+    // The accepted results' poses, registered on grey levels (the fit's sub-pixel edges carry
+    // small phase and blur biases); a registration that fails keeps the fit's pose.
+    if (ls)
+        for (Scored* k : kept) {
+            if (k->fit.score < accept) continue;
+            const xc_GeoRegResult reg = xf_GeoRegister(model, pyr, setup, k->fit.sign, k->fit.pose);
+            if (reg.outcome == xc_GeoRegOutcome::eMoved) k->fit.pose = reg.pose;
+        }
 
     // Poses in client coordinates: image client <- image <- pattern image <- pattern client.
     const xcVector<2> so(static_cast<double>(image.window().x()),

@@ -1,0 +1,381 @@
+#include "platform/vision/geo_align_register.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+#include "platform/core/attention.h"
+
+namespace {
+
+constexpr double kEdgeFraction = 0.2;  // of the window's largest gradient magnitude
+constexpr long kGrow = 2;              // level pixels around the edge pixels
+constexpr double kBlur = 0.7;          // sigmas of the blurred training images, level pixels
+constexpr double kBlur2 = 1.4;
+constexpr long kBorder = 1;           // the window's outer ring, level pixels
+constexpr long kMaxPixels = 4000;      // beyond this a lattice of the pixels is kept
+constexpr int kMaxSteps = 8;
+constexpr double kConverged = 1e-3;    // a step moving no pixel farther (level pixels) ends
+constexpr double kMaxStepMove = 0.5;   // largest movement of one step, level pixels
+constexpr double kMaxShift = 0.5;      // largest distance from the start, level pixels
+constexpr double kMaxTurn = 2.0 * std::numbers::pi / 180.0;
+constexpr double kMaxLogScale = 0.02;
+constexpr double kHuber = 4.0;         // Huber threshold in robust standard deviations
+constexpr double kMinHuber = 1.0;      // grey levels
+constexpr long kMinPixels = 24;
+
+// Catmull-Rom weights of the taps -1, 0, 1, 2 at fraction t, and their derivatives.
+inline void cubic(double t, double w[4], double d[4]) {
+    const double t2 = t * t, t3 = t2 * t;
+    w[0] = 0.5 * (-t3 + 2 * t2 - t);
+    w[1] = 0.5 * (3 * t3 - 5 * t2 + 2);
+    w[2] = 0.5 * (-3 * t3 + 4 * t2 + t);
+    w[3] = 0.5 * (t3 - t2);
+    d[0] = 0.5 * (-3 * t2 + 4 * t - 1);
+    d[1] = 0.5 * (9 * t2 - 10 * t);
+    d[2] = 0.5 * (-9 * t2 + 8 * t + 1);
+    d[3] = 0.5 * (3 * t2 - 2 * t);
+}
+
+// Solves the n x n system A x = b (A symmetric, only its lower triangle filled) by Gaussian
+// elimination with partial pivoting; false when it is singular.
+bool solve(double A[8][8], double b[8], int n, double x[8]) {
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < i; ++j) A[j][i] = A[i][j];
+    for (int i = 0; i < n; ++i) {
+        if (!(A[i][i] > 0)) return false;
+        A[i][i] *= 1.0 + 1e-10;
+    }
+    for (int c = 0; c < n; ++c) {
+        int piv = c;
+        for (int r = c + 1; r < n; ++r)
+            if (std::fabs(A[r][c]) > std::fabs(A[piv][c])) piv = r;
+        if (std::fabs(A[piv][c]) < 1e-300) return false;
+        if (piv != c) {
+            for (int j = 0; j < n; ++j) std::swap(A[c][j], A[piv][j]);
+            std::swap(b[c], b[piv]);
+        }
+        for (int r = c + 1; r < n; ++r) {
+            const double f = A[r][c] / A[c][c];
+            for (int j = c; j < n; ++j) A[r][j] -= f * A[c][j];
+            b[r] -= f * b[c];
+        }
+    }
+    for (int c = n - 1; c >= 0; --c) {
+        double s = b[c];
+        for (int j = c + 1; j < n; ++j) s -= A[c][j] * x[j];
+        x[c] = s / A[c][c];
+        if (!std::isfinite(x[c])) return false;
+    }
+    return true;
+}
+
+// A registration pixel as sampled in the searched image.
+struct Sample {
+    double i = 0, ix = 0, iy = 0;  // value and gradient (per level-0 pixel)
+    double vx = 0, vy = 0;         // s R p, level-0 pixels
+    float m = 0, mb = 0, mb2 = 0;
+};
+
+class Registrar {
+public:
+    Registrar(const xc_GeoRegLevel& reg, const xc_GeoPyramid& pyr, const xc_GeoRunSetup& setup)
+        : m_reg(reg),
+          m_plane(pyr.plane(setup.fitLevel)),
+          m_mask(pyr.hasMask() ? &pyr.maskPlane(setup.fitLevel) : nullptr),
+          m_g(xf_GeoGrain(setup.fitLevel)) {}
+
+    // Samples every registration pixel at the pose; the samples land in m_s.
+    void sample(const xc_GeoPose& pose);
+    const std::vector<Sample>& samples() const { return m_s; }
+
+private:
+    const xc_GeoRegLevel& m_reg;
+    const xc_GeoPlane& m_plane;
+    const xc_GeoPlane* m_mask;
+    double m_g;
+    std::vector<Sample> m_s;
+};
+
+void Registrar::sample(const xc_GeoPose& pose) {
+    m_s.clear();
+    const double c = pose.scale * std::cos(pose.angle), s = pose.scale * std::sin(pose.angle);
+    const double inv = 1.0 / m_g;
+    const long w = m_plane.w, h = m_plane.h;
+    for (const xc_GeoRegPixel& p : m_reg.pixels) {
+        Sample q;
+        q.vx = c * p.x - s * p.y;
+        q.vy = s * p.x + c * p.y;
+        // Level coordinates of the turned pixel centre, relative to pixel centres.
+        const double u = (pose.x + q.vx) * inv - 0.5, v = (pose.y + q.vy) * inv - 0.5;
+        const double fu = std::floor(u), fv = std::floor(v);
+        if (!(fu >= 1 && fv >= 1 && fu + 2 < w && fv + 2 < h)) continue;
+        const long x0 = static_cast<long>(fu) - 1, y0 = static_cast<long>(fv) - 1;
+        if (m_mask) {
+            bool care = true;
+            for (long j = 0; j < 4 && care; ++j) {
+                const unsigned char* mr = m_mask->row(y0 + j) + x0;
+                care = mr[0] >= 128 && mr[1] >= 128 && mr[2] >= 128 && mr[3] >= 128;
+            }
+            if (!care) continue;
+        }
+        double wx[4], dx[4], wy[4], dy[4];
+        cubic(u - fu, wx, dx);
+        cubic(v - fv, wy, dy);
+        double val = 0, gu = 0, gv = 0;
+        for (long j = 0; j < 4; ++j) {
+            const unsigned char* r = m_plane.row(y0 + j) + x0;
+            const double a = wx[0] * r[0] + wx[1] * r[1] + wx[2] * r[2] + wx[3] * r[3];
+            const double b = dx[0] * r[0] + dx[1] * r[1] + dx[2] * r[2] + dx[3] * r[3];
+            val += wy[j] * a;
+            gu += wy[j] * b;
+            gv += dy[j] * a;
+        }
+        q.i = val;
+        q.ix = gu * inv;
+        q.iy = gv * inv;
+        q.m = p.m;
+        q.mb = p.mb;
+        q.mb2 = p.mb2;
+        m_s.push_back(q);
+    }
+}
+
+// The registration level that suits the run: the coarsest whose pixels, at the pose's scale,
+// are not much larger than the fit level's.
+const xc_GeoRegLevel* pickLevel(const xc_GeoModel& model, const xc_GeoRunSetup& setup,
+                                double scale) {
+    const xc_GeoRegLevel* best = nullptr;
+    const double gi = xf_GeoGrain(setup.fitLevel);
+    for (const xc_GeoRegLevel& r : model.regLevels) {
+        if (r.pixels.empty()) continue;
+        if (!best || xf_GeoGrain(r.level) * scale <= 1.25 * gi) best = &r;
+    }
+    return best;
+}
+
+// The window [i0, i1) x [j0, j1) of the plane blurred by a Gaussian of sigma (separable), row by
+// row; what lies outside the window is taken as the window's border pixels repeated.
+std::vector<float> blurred(const xc_GeoPlane& plane, long i0, long j0, long i1, long j1,
+                           double sigma) {
+    const long w = i1 - i0, h = j1 - j0;
+    const long r = static_cast<long>(std::ceil(3 * sigma));
+    std::vector<double> k(static_cast<size_t>(2 * r + 1));
+    double ks = 0;
+    for (long d = -r; d <= r; ++d) {
+        k[static_cast<size_t>(d + r)] = std::exp(-0.5 * d * d / (sigma * sigma));
+        ks += k[static_cast<size_t>(d + r)];
+    }
+    for (double& v : k) v /= ks;
+    // Window-relative index of a tap t in [-r, n + r).
+    auto at = [](long t, long n) { return std::clamp(t, 0L, n - 1); };
+    std::vector<float> rows(static_cast<size_t>(w * h)), out(static_cast<size_t>(w * h));
+    for (long j = 0; j < h; ++j) {
+        const unsigned char* src = plane.row(j0 + j) + i0;
+        for (long i = 0; i < w; ++i) {
+            double s = 0;
+            for (long d = -r; d <= r; ++d) s += k[static_cast<size_t>(d + r)] * src[at(i + d, w)];
+            rows[static_cast<size_t>(j * w + i)] = static_cast<float>(s);
+        }
+    }
+    for (long j = 0; j < h; ++j)
+        for (long i = 0; i < w; ++i) {
+            double s = 0;
+            for (long d = -r; d <= r; ++d)
+                s += k[static_cast<size_t>(d + r)] * rows[static_cast<size_t>(at(j + d, h) * w + i)];
+            out[static_cast<size_t>(j * w + i)] = static_cast<float>(s);
+        }
+    return out;
+}
+
+}  // namespace
+
+void xf_GeoBuildRegLevel(const xc_GeoPlane& plane, double off, long winW, long winH, int level,
+                         const xcVector<2>& ref, double thr, xc_GeoRegLevel& out) {
+    out.level = level;
+    out.pixels.clear();
+    const double g = xf_GeoGrain(level);
+    // The level pixels lying wholly inside the training window.
+    const long i0 = static_cast<long>(std::ceil(off - 1e-9));
+    const long j0 = i0;
+    const long i1 = std::min(plane.w, static_cast<long>(std::floor(off + winW / g + 1e-9)));
+    const long j1 = std::min(plane.h, static_cast<long>(std::floor(off + winH / g + 1e-9)));
+    if (i1 <= i0 || j1 <= j0) return;
+    const long w = plane.w, h = plane.h;
+    std::vector<std::int16_t> gx(static_cast<size_t>(w * h)), gy(static_cast<size_t>(w * h));
+    xcAttention::check();
+    xf_GeoSobel(plane, nullptr, 0, 0, w, h, gx.data(), gy.data(), w);
+    std::vector<float> mag(static_cast<size_t>(w * h));
+    float top = 0;
+    for (long j = 0; j < h; ++j)
+        for (long i = 0; i < w; ++i) {
+            const size_t k = static_cast<size_t>(j * w + i);
+            mag[k] = 0.125f * std::sqrt(static_cast<float>(gx[k] * gx[k] + gy[k] * gy[k]));
+            if (i >= i0 && i < i1 && j >= j0 && j < j1) top = std::max(top, mag[k]);
+        }
+    const float t = std::max(static_cast<float>(thr), static_cast<float>(kEdgeFraction) * top);
+    if (top <= 0 || top < t) return;
+    // Edge pixels grown by kGrow pixels (a square), inside the window only.
+    std::vector<unsigned char> keep(static_cast<size_t>(w * h), 0);
+    for (long j = j0; j < j1; ++j)
+        for (long i = i0; i < i1; ++i) {
+            if (mag[static_cast<size_t>(j * w + i)] < t) continue;
+            for (long y = std::max(j0, j - kGrow); y <= std::min(j1 - 1, j + kGrow); ++y)
+                std::fill(keep.begin() + y * w + std::max(i0, i - kGrow),
+                          keep.begin() + y * w + std::min(i1 - 1, i + kGrow) + 1, 1);
+        }
+    long count = 0;
+    for (unsigned char k : keep) count += k;
+    const long lattice =
+        count > kMaxPixels
+            ? static_cast<long>(std::ceil(std::sqrt(static_cast<double>(count) / kMaxPixels)))
+            : 1;
+    xcAttention::check();
+    // The blurred values of the window's outer ring of pixels depend on what lies beyond the
+    // window, which the training image does not show: that ring is left out.
+    const std::vector<float> b1 = blurred(plane, i0, j0, i1, j1, kBlur);
+    const std::vector<float> b2 = blurred(plane, i0, j0, i1, j1, kBlur2);
+    const long ww = i1 - i0;
+    out.pixels.reserve(static_cast<size_t>(count / (lattice * lattice) + 1));
+    for (long j = j0; j < j1; ++j) {
+        if ((j - j0) % lattice != 0) continue;
+        for (long i = i0; i < i1; ++i) {
+            if ((i - i0) % lattice != 0 || !keep[static_cast<size_t>(j * w + i)]) continue;
+            if (i < i0 + kBorder || j < j0 + kBorder || i >= i1 - kBorder || j >= j1 - kBorder)
+                continue;
+            const size_t k = static_cast<size_t>((j - j0) * ww + (i - i0));
+            xc_GeoRegPixel p;
+            p.x = static_cast<float>((i + 0.5 - off) * g - ref.x());
+            p.y = static_cast<float>((j + 0.5 - off) * g - ref.y());
+            p.m = plane.row(j)[i];
+            p.mb = b1[k];
+            p.mb2 = b2[k];
+            out.pixels.push_back(p);
+        }
+    }
+}
+
+xc_GeoRegResult xf_GeoRegister(const xc_GeoModel& model, const xc_GeoPyramid& pyr,
+                               const xc_GeoRunSetup& setup, float sign, const xc_GeoPose& start) {
+    xc_GeoRegResult res;
+    res.pose = start;
+    const xc_GeoRegLevel* reg = pickLevel(model, setup, start.scale);
+    if (!reg) return res;
+    Registrar rs(*reg, pyr, setup);
+    const double gi = xf_GeoGrain(setup.fitLevel);
+    const double radius = model.radius() * start.scale;
+
+    // The free parameters: x, y, [angle], [log scale], then the linear a, b1, b2, c.
+    int idx[8];
+    int n = 0;
+    idx[n++] = 0;
+    idx[n++] = 1;
+    if (setup.angleFree) idx[n++] = 2;
+    if (setup.scaleFree) idx[n++] = 3;
+    for (int i = 4; i < 8; ++i) idx[n++] = i;
+
+    xc_GeoPose pose = start;
+    double lin[4] = {};  // a, b1, b2, c
+    auto model_ = [&](const Sample& q) {
+        return lin[0] * q.m + lin[1] * q.mb + lin[2] * q.mb2 + lin[3];
+    };
+    std::vector<double> resid;
+    bool converged = false;
+    for (int step = 0; step < kMaxSteps; ++step) {
+        xcAttention::check();
+        rs.sample(pose);
+        const std::vector<Sample>& s = rs.samples();
+        res.pixels = static_cast<long>(s.size());
+        res.steps = step + 1;
+        if (res.pixels < std::max<long>(kMinPixels, static_cast<long>(reg->pixels.size() / 2))) {
+            res.outcome = xc_GeoRegOutcome::eNoPixels;
+            return res;
+        }
+        if (step == 0) {
+            // The linear part alone at the start pose.
+            double A[8][8] = {}, r[8] = {}, x[8] = {};
+            for (const Sample& q : s) {
+                const double row[4] = {q.m, q.mb, q.mb2, 1.0};
+                for (int i = 0; i < 4; ++i) {
+                    r[i] += row[i] * q.i;
+                    for (int j = 0; j <= i; ++j) A[i][j] += row[i] * row[j];
+                }
+            }
+            if (!solve(A, r, 4, x)) {
+                res.outcome = xc_GeoRegOutcome::eSingular;
+                return res;
+            }
+            for (int i = 0; i < 4; ++i) lin[i] = x[i];
+        }
+        // Huber threshold from the residuals' median.
+        resid.resize(s.size());
+        for (size_t k = 0; k < s.size(); ++k) resid[k] = std::fabs(s[k].i - model_(s[k]));
+        std::vector<double> sorted = resid;
+        std::nth_element(sorted.begin(), sorted.begin() + static_cast<long>(sorted.size() / 2),
+                         sorted.end());
+        const double huber = std::max(kMinHuber, kHuber * 1.4826 * sorted[sorted.size() / 2]);
+        double A[8][8] = {}, rhs[8] = {};
+        for (size_t k = 0; k < s.size(); ++k) {
+            const Sample& q = s[k];
+            const double e = q.i - model_(q);
+            const double wt = resid[k] <= huber ? 1.0 : huber / resid[k];
+            // d e / d (x, y, angle, log scale, a, b1, b2, c)
+            const double row[8] = {q.ix,
+                                   q.iy,
+                                   -q.ix * q.vy + q.iy * q.vx,
+                                   q.ix * q.vx + q.iy * q.vy,
+                                   -q.m,
+                                   -q.mb,
+                                   -q.mb2,
+                                   -1.0};
+            for (int i = 0; i < n; ++i) {
+                const double ri = row[idx[i]] * wt;
+                rhs[i] -= ri * e;
+                for (int j = 0; j <= i; ++j) A[i][j] += ri * row[idx[j]];
+            }
+        }
+        double x[8] = {};
+        if (!solve(A, rhs, n, x)) {
+            res.outcome = xc_GeoRegOutcome::eSingular;
+            return res;
+        }
+        double d[8] = {};
+        for (int i = 0; i < n; ++i) d[idx[i]] = x[i];
+        double move = std::hypot(d[0], d[1]) + radius * (std::fabs(d[2]) + std::fabs(d[3]));
+        if (move > kMaxStepMove * gi) {
+            const double f = kMaxStepMove * gi / move;
+            for (int i = 0; i < 4; ++i) d[i] *= f;
+            move = kMaxStepMove * gi;
+        }
+        pose.x += d[0];
+        pose.y += d[1];
+        pose.angle = setup.clampAngle(pose.angle + d[2]);
+        pose.scale = setup.clampScale(pose.scale * std::exp(d[3]));
+        for (int i = 0; i < 4; ++i) lin[i] += d[4 + i];
+        if (move < kConverged * gi) {
+            converged = true;
+            break;
+        }
+    }
+    const double a = lin[0], b = lin[1] + lin[2], c = lin[3];
+    res.pose = pose;
+    res.gain = a;
+    res.blend = b;
+    res.offset = c;
+    if (!converged) {
+        res.outcome = xc_GeoRegOutcome::eNotConverged;
+        return res;
+    }
+    if ((a + b) * sign <= 0) {
+        res.outcome = xc_GeoRegOutcome::eReversed;
+        return res;
+    }
+    const double turn = std::fabs(std::remainder(pose.angle - start.angle, 2 * std::numbers::pi));
+    if (std::hypot(pose.x - start.x, pose.y - start.y) > kMaxShift * gi || turn > kMaxTurn ||
+        std::fabs(std::log(pose.scale / start.scale)) > kMaxLogScale) {
+        res.outcome = xc_GeoRegOutcome::eTooFar;
+        return res;
+    }
+    res.outcome = xc_GeoRegOutcome::eMoved;
+    return res;
+}
