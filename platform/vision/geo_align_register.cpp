@@ -12,29 +12,52 @@ constexpr double kEdgeFraction = 0.2;  // of the window's largest gradient magni
 constexpr long kGrow = 2;              // level pixels around the edge pixels
 constexpr double kBlur = 0.7;          // sigmas of the blurred training images, level pixels
 constexpr double kBlur2 = 1.4;
-constexpr long kBorder = 1;           // the window's outer ring, level pixels
-constexpr long kMaxPixels = 4000;      // beyond this a lattice of the pixels is kept
+constexpr long kBorder = 1;        // the window's outer ring, level pixels
+constexpr long kMaxPixels = 4000;  // beyond this a lattice of the pixels is kept
 constexpr int kMaxSteps = 8;
-constexpr double kConverged = 1e-3;    // a step moving no pixel farther (level pixels) ends
-constexpr double kMaxStepMove = 0.5;   // largest movement of one step, level pixels
-constexpr double kMaxShift = 0.5;      // largest distance from the start, level pixels
+constexpr double kConverged = 1e-3;   // a step moving no pixel farther (level pixels) ends
+constexpr double kMaxStepMove = 0.5;  // largest movement of one step, level pixels
+constexpr double kMaxShift = 0.5;     // largest distance from the start, level pixels
 constexpr double kMaxTurn = 2.0 * std::numbers::pi / 180.0;
 constexpr double kMaxLogScale = 0.02;
-constexpr double kHuber = 4.0;         // Huber threshold in robust standard deviations
-constexpr double kMinHuber = 1.0;      // grey levels
+constexpr double kHuber = 4.0;     // Huber threshold in robust standard deviations
+constexpr double kMinHuber = 1.0;  // grey levels
 constexpr long kMinPixels = 24;
+constexpr double kSettle = 8.0;  // level pixels of image around the taps
 
-// Catmull-Rom weights of the taps -1, 0, 1, 2 at fraction t, and their derivatives.
-inline void cubic(double t, double w[4], double d[4]) {
-    const double t2 = t * t, t3 = t2 * t;
-    w[0] = 0.5 * (-t3 + 2 * t2 - t);
-    w[1] = 0.5 * (3 * t3 - 5 * t2 + 2);
-    w[2] = 0.5 * (-3 * t3 + 4 * t2 + t);
-    w[3] = 0.5 * (t3 - t2);
-    d[0] = 0.5 * (-3 * t2 + 4 * t - 1);
-    d[1] = 0.5 * (9 * t2 - 10 * t);
-    d[2] = 0.5 * (-9 * t2 + 8 * t + 1);
-    d[3] = 0.5 * (3 * t2 - 2 * t);
+// Cubic B-spline weights of the taps -1, 0, 1, 2 at fraction t, and their derivatives.
+inline void bspline(double t, double w[4], double d[4]) {
+    const double t2 = t * t, t3 = t2 * t, u = 1 - t;
+    w[0] = u * u * u / 6;
+    w[1] = (3 * t3 - 6 * t2 + 4) / 6;
+    w[2] = (-3 * t3 + 3 * t2 + 3 * t + 1) / 6;
+    w[3] = t3 / 6;
+    d[0] = -0.5 * u * u;
+    d[1] = 0.5 * (3 * t2 - 4 * t);
+    d[2] = 0.5 * (-3 * t2 + 2 * t + 1);
+    d[3] = 0.5 * t2;
+}
+
+// Replaces the n values v[0], v[stride], ... by their cubic B-spline coefficients (mirrored
+// ends), so that the spline through the coefficients interpolates the values.
+void prefilter(float* v, long n, long stride) {
+    if (n < 2) return;
+    const double z = std::sqrt(3.0) - 2.0;
+    // Causal: c+[0] from the mirrored start, then c+[k] = v[k] + z c+[k - 1].
+    double zk = 1, sum = 0;
+    for (long k = 0; k < std::min(n, 16L); ++k, zk *= z) sum += zk * v[k * stride];
+    std::vector<double> c(static_cast<size_t>(n));
+    c[0] = sum;
+    for (long k = 1; k < n; ++k)
+        c[static_cast<size_t>(k)] = v[k * stride] + z * c[static_cast<size_t>(k - 1)];
+    // Anticausal.
+    double prev =
+        z / (z * z - 1) * (c[static_cast<size_t>(n - 1)] + z * c[static_cast<size_t>(n - 2)]);
+    v[(n - 1) * stride] = static_cast<float>(6 * prev);
+    for (long k = n - 2; k >= 0; --k) {
+        prev = z * (prev - c[static_cast<size_t>(k)]);
+        v[k * stride] = static_cast<float>(6 * prev);
+    }
 }
 
 // Solves the n x n system A x = b (A symmetric, only its lower triangle filled) by Gaussian
@@ -85,6 +108,9 @@ public:
           m_mask(pyr.hasMask() ? &pyr.maskPlane(setup.fitLevel) : nullptr),
           m_g(xf_GeoGrain(setup.fitLevel)) {}
 
+    // Interpolation coefficients of the image around the pattern at `start`, for poses that
+    // move no pixel farther than `reach` level pixels.
+    void prepare(const xc_GeoPose& start, double reach);
     // Samples every registration pixel at the pose; the samples land in m_s.
     void sample(const xc_GeoPose& pose);
     const std::vector<Sample>& samples() const { return m_s; }
@@ -94,22 +120,59 @@ private:
     const xc_GeoPlane& m_plane;
     const xc_GeoPlane* m_mask;
     double m_g;
+    long m_x0 = 0, m_y0 = 0, m_w = 0, m_h = 0;  // the coefficients' rectangle of the plane
+    std::vector<float> m_coef;
     std::vector<Sample> m_s;
 };
+
+void Registrar::prepare(const xc_GeoPose& start, double reach) {
+    const double c = start.scale * std::cos(start.angle), s = start.scale * std::sin(start.angle);
+    double xmin = 1e300, ymin = 1e300, xmax = -1e300, ymax = -1e300;
+    for (const xc_GeoRegPixel& p : m_reg.pixels) {
+        const double x = (start.x + c * p.x - s * p.y) / m_g,
+                     y = (start.y + s * p.x + c * p.y) / m_g;
+        xmin = std::min(xmin, x);
+        xmax = std::max(xmax, x);
+        ymin = std::min(ymin, y);
+        ymax = std::max(ymax, y);
+    }
+    // Taps reach two pixels; the prefilter's ends settle within a few more.
+    const double grow = reach + kSettle;
+    m_x0 = std::max(0L, static_cast<long>(std::floor(std::max(-1e9, xmin - grow))));
+    m_y0 = std::max(0L, static_cast<long>(std::floor(std::max(-1e9, ymin - grow))));
+    const long x1 = std::min(m_plane.w, static_cast<long>(std::ceil(std::min(1e9, xmax + grow))));
+    const long y1 = std::min(m_plane.h, static_cast<long>(std::ceil(std::min(1e9, ymax + grow))));
+    m_w = std::max(0L, x1 - m_x0);
+    m_h = std::max(0L, y1 - m_y0);
+    m_coef.resize(static_cast<size_t>(m_w * m_h));
+    for (long y = 0; y < m_h; ++y) {
+        const unsigned char* r = m_plane.row(m_y0 + y) + m_x0;
+        float* o = m_coef.data() + y * m_w;
+        for (long x = 0; x < m_w; ++x) o[x] = r[x];
+    }
+    if (m_w < 4 || m_h < 4) return;
+    for (long y = 0; y < m_h; ++y) prefilter(m_coef.data() + y * m_w, m_w, 1);
+    for (long x = 0; x < m_w; ++x) prefilter(m_coef.data() + x, m_h, m_w);
+}
 
 void Registrar::sample(const xc_GeoPose& pose) {
     m_s.clear();
     const double c = pose.scale * std::cos(pose.angle), s = pose.scale * std::sin(pose.angle);
     const double inv = 1.0 / m_g;
-    const long w = m_plane.w, h = m_plane.h;
+    // Taps must lie kSettle - 2 pixels inside the coefficients' rectangle, unless it meets
+    // the plane's border there.
+    const long in = static_cast<long>(kSettle) - 2;
+    const long lx = m_x0 > 0 ? m_x0 + in : 0, ly = m_y0 > 0 ? m_y0 + in : 0;
+    const long hx = m_x0 + m_w < m_plane.w ? m_x0 + m_w - in : m_plane.w;
+    const long hy = m_y0 + m_h < m_plane.h ? m_y0 + m_h - in : m_plane.h;
     for (const xc_GeoRegPixel& p : m_reg.pixels) {
         Sample q;
         q.vx = c * p.x - s * p.y;
         q.vy = s * p.x + c * p.y;
         // Level coordinates of the turned pixel centre, relative to pixel centres.
         const double u = (pose.x + q.vx) * inv - 0.5, v = (pose.y + q.vy) * inv - 0.5;
+        if (!(u >= lx + 1 && v >= ly + 1 && u < hx - 3 && v < hy - 3)) continue;
         const double fu = std::floor(u), fv = std::floor(v);
-        if (!(fu >= 1 && fv >= 1 && fu + 2 < w && fv + 2 < h)) continue;
         const long x0 = static_cast<long>(fu) - 1, y0 = static_cast<long>(fv) - 1;
         if (m_mask) {
             bool care = true;
@@ -120,11 +183,11 @@ void Registrar::sample(const xc_GeoPose& pose) {
             if (!care) continue;
         }
         double wx[4], dx[4], wy[4], dy[4];
-        cubic(u - fu, wx, dx);
-        cubic(v - fv, wy, dy);
+        bspline(u - fu, wx, dx);
+        bspline(v - fv, wy, dy);
         double val = 0, gu = 0, gv = 0;
         for (long j = 0; j < 4; ++j) {
-            const unsigned char* r = m_plane.row(y0 + j) + x0;
+            const float* r = m_coef.data() + (y0 + j - m_y0) * m_w + (x0 - m_x0);
             const double a = wx[0] * r[0] + wx[1] * r[1] + wx[2] * r[2] + wx[3] * r[3];
             const double b = dx[0] * r[0] + dx[1] * r[1] + dx[2] * r[2] + dx[3] * r[3];
             val += wy[j] * a;
@@ -182,7 +245,8 @@ std::vector<float> blurred(const xc_GeoPlane& plane, long i0, long j0, long i1, 
         for (long i = 0; i < w; ++i) {
             double s = 0;
             for (long d = -r; d <= r; ++d)
-                s += k[static_cast<size_t>(d + r)] * rows[static_cast<size_t>(at(j + d, h) * w + i)];
+                s +=
+                    k[static_cast<size_t>(d + r)] * rows[static_cast<size_t>(at(j + d, h) * w + i)];
             out[static_cast<size_t>(j * w + i)] = static_cast<float>(s);
         }
     return out;
@@ -264,6 +328,7 @@ xc_GeoRegResult xf_GeoRegister(const xc_GeoModel& model, const xc_GeoPyramid& py
     Registrar rs(*reg, pyr, setup);
     const double gi = xf_GeoGrain(setup.fitLevel);
     const double radius = model.radius() * start.scale;
+    rs.prepare(start, kMaxShift + radius / gi * (kMaxTurn + kMaxLogScale) + 2 * kMaxStepMove);
 
     // The free parameters: x, y, [angle], [log scale], then the linear a, b1, b2, c.
     int idx[8];
@@ -320,14 +385,9 @@ xc_GeoRegResult xf_GeoRegister(const xc_GeoModel& model, const xc_GeoPyramid& py
             const double e = q.i - model_(q);
             const double wt = resid[k] <= huber ? 1.0 : huber / resid[k];
             // d e / d (x, y, angle, log scale, a, b1, b2, c)
-            const double row[8] = {q.ix,
-                                   q.iy,
-                                   -q.ix * q.vy + q.iy * q.vx,
-                                   q.ix * q.vx + q.iy * q.vy,
-                                   -q.m,
-                                   -q.mb,
-                                   -q.mb2,
-                                   -1.0};
+            const double row[8] = {
+                q.ix,   q.iy, -q.ix * q.vy + q.iy * q.vx, q.ix * q.vx + q.iy * q.vy, -q.m, -q.mb,
+                -q.mb2, -1.0};
             for (int i = 0; i < n; ++i) {
                 const double ri = row[idx[i]] * wt;
                 rhs[i] -= ri * e;
