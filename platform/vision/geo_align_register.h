@@ -39,7 +39,7 @@ enum class xc_GeoRegOutcome {
     eNoPixels,      // too few registration pixels could be sampled
     eSingular,      // the system could not be solved
     eNotConverged,  // still moving after the last step
-    eTooFar,        // converged more than half a pixel, two degrees or 2 % of scale away
+    eTooFar,        // converged more than half a pixel, 5 degrees or 5 % of scale away
     eReversed       // the instance's contrast is reversed with respect to the polarity asked
 };
 

@@ -200,12 +200,19 @@ TEST(GeoAlignRegister, PolarityAndLargeMovesAreRefused) {
     ASSERT_EQ(r.outcome, xc_GeoRegOutcome::eMoved);
     EXPECT_LT(spread(*m, r.pose, truth), 0.02);
     EXPECT_LT(r.gain + r.blend, 0.0);
-    // A start 3 degrees off converges, but farther than a registration may move a pose.
+    // Starts that converge farther than a registration may move a pose: 0.8 pixels, 7 degrees.
     const xcPelBuffer8 img = s.render();
     const xc_GeoPyramid pyr(img, kNoMask, 0);
-    const xc_GeoRegResult far = xf_GeoRegister(*m, pyr, setup, 1.0f, moved(truth, 0, 0, 3.0, 1));
-    EXPECT_TRUE(far.outcome == xc_GeoRegOutcome::eTooFar ||
-                far.outcome == xc_GeoRegOutcome::eNotConverged);
+    for (const xc_GeoPose& off : {moved(truth, 0.8, 0, 0, 1), moved(truth, 0, 0, 7.0, 1)}) {
+        const xc_GeoRegResult far = xf_GeoRegister(*m, pyr, setup, 1.0f, off);
+        EXPECT_TRUE(far.outcome == xc_GeoRegOutcome::eTooFar ||
+                    far.outcome == xc_GeoRegOutcome::eNotConverged)
+            << static_cast<int>(far.outcome);
+    }
+    // From 0.4 pixels and 4 degrees off, it comes back.
+    const xc_GeoRegResult near = xf_GeoRegister(*m, pyr, setup, 1.0f, moved(truth, 0.4, 0, 4, 1));
+    ASSERT_EQ(near.outcome, xc_GeoRegOutcome::eMoved);
+    EXPECT_LT(spread(*m, near.pose, truth), 0.02);
     // Nothing in the image: the flat image gives no solvable system.
     xcPelBuffer8 flat(190, 160);
     xfPelSet(flat, 128);
