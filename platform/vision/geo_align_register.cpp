@@ -127,10 +127,11 @@ private:
 
 void Registrar::prepare(const xc_GeoPose& start, double reach) {
     const double c = start.scale * std::cos(start.angle), s = start.scale * std::sin(start.angle);
+    const double inv = 1.0 / m_g;
     double xmin = 1e300, ymin = 1e300, xmax = -1e300, ymax = -1e300;
     for (const xc_GeoRegPixel& p : m_reg.pixels) {
-        const double x = (start.x + c * p.x - s * p.y) / m_g,
-                     y = (start.y + s * p.x + c * p.y) / m_g;
+        const double x = (start.x + c * p.x - s * p.y) * inv,
+                     y = (start.y + s * p.x + c * p.y) * inv;
         xmin = std::min(xmin, x);
         xmax = std::max(xmax, x);
         ymin = std::min(ymin, y);
