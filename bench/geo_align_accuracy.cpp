@@ -11,7 +11,9 @@
 // results.
 //
 //   bench_geo_align_accuracy [--trials=N] [--seed=S] [--min-size=20] [--max-size=40]
-//                            [--chars=...] [--absent=N] [--verbose]
+//                            [--chars=...] [--absent=N] [--clutter] [--neighbours] [--verbose]
+// --clutter runs the present trials with clutter scoring (absent trials run both ways);
+// --neighbours draws each present glyph between two other random glyphs of the set on one line.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -39,6 +41,8 @@ struct Options {
     double blur = 0.7, noise = 4.0;
     double scaleLo = 0.9, scaleHi = 1.1;
     bool verbose = false;
+    bool clutter = false;     // present trials with clutter scoring
+    bool neighbours = false;  // present glyphs between two others of the set, on one line
     long only = -1;  // run this present trial only
 };
 
@@ -73,6 +77,10 @@ Options parse(int argc, char** argv) {
             o.only = std::atol(v10);
         else if (a == "--verbose")
             o.verbose = true;
+        else if (a == "--clutter")
+            o.clutter = true;
+        else if (a == "--neighbours")
+            o.neighbours = true;
         else {
             std::fprintf(stderr, "unknown option %s\n", a.c_str());
             std::exit(2);
@@ -97,6 +105,8 @@ xcPelBuffer_const<unsigned char> trainingImage(const xcSynthGlyph& g) {
 
 struct Trial {
     char32_t code = 0;
+    std::wstring text;  // the line drawn (the glyph alone when empty)
+    long index = 0;     // the glyph's place in it
     double size = 0;
     xcSynthPose pose;
 };
@@ -110,7 +120,7 @@ xcSynthScene render(const xcSynthFont& font, const Trial& t, std::uint64_t seed,
     p.noiseSigma = o.noise;
     p.seed = seed;
     xcSynthLineSpec line;
-    line.text = std::wstring(1, static_cast<wchar_t>(t.code));
+    line.text = t.text.empty() ? std::wstring(1, static_cast<wchar_t>(t.code)) : t.text;
     line.start = t.pose.position;
     line.angle = t.pose.angle;
     line.scale = t.pose.scale;
@@ -132,6 +142,8 @@ int main(int argc, char** argv) {
     run.zone(xc_GeoDefs::eDofAngle, -180.0, 180.0);
     run.zone(xc_GeoDefs::eDofScale, 0.9, 1.1);
     run.numToFind(1);
+    xcGeoAlignRunParams present = run;
+    present.clutterScoring(opt.clutter);
 
     long found = 0;
     double minFoundScore = 1.0;
@@ -160,7 +172,19 @@ int main(int argc, char** argv) {
     for (long i = 0; i < opt.trials; ++i) {
         const wchar_t ch =
             opt.chars[static_cast<size_t>(rnd.index(static_cast<long>(opt.chars.size())))];
-        const Trial t = makeTrial(ch);
+        Trial t = makeTrial(ch);
+        if (opt.neighbours) {
+            // Two other glyphs (a copy of the glyph itself would be a second instance).
+            const long n = static_cast<long>(opt.chars.size());
+            const long at = static_cast<long>(opt.chars.find(ch));
+            auto other = [&] {
+                long k = rnd.index(n - 1);
+                if (k >= at) ++k;
+                return opt.chars[static_cast<size_t>(k)];
+            };
+            t.text = {other(), ch, other()};
+            t.index = 1;
+        }
         if (opt.only >= 0 && i != opt.only) continue;
         if (opt.only >= 0)
             std::printf(
@@ -175,9 +199,9 @@ int main(int argc, char** argv) {
         const xcSynthScene scene =
             render(font, t, opt.seed * 1000003 + static_cast<std::uint64_t>(i), opt);
         xcGeoAlignResultSet rs;
-        pat.run(scene.image, run, rs);
+        pat.run(scene.image, present, rs);
         runMs += rs.time();
-        const xcXform<2>& truth = scene.truth.chars[0].xform;
+        const xcXform<2>& truth = scene.truth.chars[static_cast<size_t>(t.index)].xform;
         const xcVector<2> c(glyph.metrics.cellWidth * 0.5, -glyph.metrics.cellHeight * 0.5);
         bool ok = false;
         for (const xcGeoAlignResult& r : rs.results()) {
