@@ -12,8 +12,14 @@
 //
 //   bench_geo_align_accuracy [--trials=N] [--seed=S] [--min-size=20] [--max-size=40]
 //                            [--chars=...] [--absent=N] [--clutter] [--neighbours] [--verbose]
+//                            [--bound [--bound-eps=0.05]] [--bound-check]
 // --clutter runs the present trials with clutter scoring (absent trials run both ways);
 // --neighbours draws each present glyph between two other random glyphs of the set on one line.
+// --bound also computes, for every present trial, the Cramer-Rao bounds of the glyph's pose
+// from the scene model (geo_align_bound.h) and prints them next to the errors achieved; each
+// trial is computed with the step --bound-eps (px) and with half of it, and the largest
+// relative change of a bound is reported. --bound-check runs the bound's checks against known
+// answers (a bar, a disc, sizes, noise) and exits.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -23,6 +29,7 @@
 #include <vector>
 
 #include "platform/core/affine_sampling.h"
+#include "bench/geo_align_bound.h"
 #include "platform/vision/geo_align_pattern.h"
 #include "tools/synth/font.h"
 #include "tools/synth/glyph_model.h"
@@ -44,6 +51,9 @@ struct Options {
     bool clutter = false;     // present trials with clutter scoring
     bool neighbours = false;  // present glyphs between two others of the set, on one line
     long only = -1;  // run this present trial only
+    bool bound = false;       // Cramer-Rao bounds of every present trial
+    double boundEps = 0.05;   // px, finite-difference step of the bound
+    bool boundCheck = false;  // check the bound computation and exit
 };
 
 Options parse(int argc, char** argv) {
@@ -75,6 +85,16 @@ Options parse(int argc, char** argv) {
             o.scaleLo = o.scaleHi = std::atof(v9);
         else if (const char* v10 = val("--only="))
             o.only = std::atol(v10);
+        else if (const char* v11 = val("--bound-eps=")) {
+            o.boundEps = std::atof(v11);
+            if (!(o.boundEps > 0.0 && o.boundEps <= 1.0)) {
+                std::fprintf(stderr, "--bound-eps must be in (0, 1] px\n");
+                std::exit(2);
+            }
+        } else if (a == "--bound")
+            o.bound = true;
+        else if (a == "--bound-check")
+            o.boundCheck = true;
         else if (a == "--verbose")
             o.verbose = true;
         else if (a == "--clutter")
@@ -85,6 +105,10 @@ Options parse(int argc, char** argv) {
             std::fprintf(stderr, "unknown option %s\n", a.c_str());
             std::exit(2);
         }
+    }
+    if (o.bound && !(o.noise > 0.0)) {
+        std::fprintf(stderr, "--bound needs a noise sigma above 0\n");
+        std::exit(2);
     }
     return o;
 }
@@ -130,11 +154,65 @@ xcSynthScene render(const xcSynthFont& font, const Trial& t, std::uint64_t seed,
 
 double wrap180(double a) { return std::remainder(a, 360.0); }
 
+// The bounds of one present trial's glyph with the step eps and with eps / 2, and how many
+// pixels of the bound's window the unquantised model, rounded to 8 bits, gets different from
+// the renderer's noise-free scene (0 when the model is the renderer's).
+struct TrialBound {
+    xc_PoseBounds b, half;
+    long mismatched = 0;
+};
+
+TrialBound trialBound(const xcSynthFont& font, const Trial& t, const xcSynthScene& scene,
+                      const xcSynthGlyph& glyph, std::uint64_t seed, const Options& o) {
+    xc_BoundScene sc;
+    sc.blur = o.blur;
+    sc.background = scene.truth.background;
+    sc.ink = scene.truth.ink;
+    long target = -1;
+    for (size_t i = 0; i < scene.truth.chars.size(); ++i) {
+        const xcSynthCharTruth& c = scene.truth.chars[i];
+        if (!c.drawn) continue;
+        if (static_cast<long>(i) == t.index) target = static_cast<long>(sc.shapes.size());
+        sc.shapes.push_back(
+            {&font.outline(c.code), font.metrics(c.code, t.size).clientFromFont, c.pose});
+    }
+    const xcVector<2> cell(static_cast<double>(glyph.metrics.cellWidth),
+                           static_cast<double>(glyph.metrics.cellHeight));
+    const xcVector<2> centre(cell.x() * 0.5, -cell.y() * 0.5);
+    const double reach = 0.5 * std::hypot(cell.x(), cell.y()) * t.pose.scale;
+    const long w = scene.image.width(), h = scene.image.height();
+    const xcPelRect win = xf_BoundWindow(sc, target, cell, w, h);
+    TrialBound r;
+    r.b = xfPoseBounds(sc, target, centre, reach, win, w, h, o.noise, o.boundEps);
+    r.half = xfPoseBounds(sc, target, centre, reach, win, w, h, o.noise, 0.5 * o.boundEps);
+
+    Options quiet = o;
+    quiet.noise = 0.0;
+    const xcSynthScene clean = render(font, t, seed, quiet);
+    const long g = xf_BoundBlurRadius(o.blur) + 1;
+    const xcPelRect rr = xcPelRect(win.x() - g, win.y() - g, win.width() + 2 * g,
+                                   win.height() + 2 * g)
+                             .intersect(xcPelRect(0, 0, w, h));
+    const xcSynthField model = xf_BoundRender(sc, rr, -1, sc.shapes[static_cast<size_t>(target)].pose);
+    for (long y = win.y(); y < win.y() + win.height(); ++y) {
+        const unsigned char* p = clean.image.rowPointer(y);
+        for (long x = win.x(); x < win.x() + win.width(); ++x)
+            if (xfSynthQuantize(model.at(x - rr.x(), y - rr.y())) != p[x]) ++r.mismatched;
+    }
+    return r;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     const Options opt = parse(argc, argv);
     const xcSynthFont font(xcSynthFont::locate());
+    if (opt.boundCheck) {
+        std::printf("bound checks (blur %.2f px, noise sigma %.2f):\n", opt.blur, opt.noise);
+        const int failed = xfPoseBoundSelfCheck(font, opt.blur, opt.noise > 0 ? opt.noise : 4.0);
+        std::printf("%d failed\n", failed);
+        return failed == 0 ? 0 : 1;
+    }
     xcSynthRandom rnd(opt.seed, 11);
     xcGeoAlignRunParams run;
     run.acceptThreshold(0.5);
@@ -152,7 +230,10 @@ int main(int argc, char** argv) {
     struct Bin {
         long trials = 0, found = 0;
         std::vector<double> ep, ea, es;
+        std::vector<xc_PoseBounds> bounds;  // every present trial, with --bound
     };
+    double epsChange = 0.0;  // largest relative change of a bound when the step is halved
+    long mismatched = 0, singular = 0;
     Bin bins[4];
     auto binOf = [&](double size) {
         return std::clamp(static_cast<int>((size - opt.minSize) / (opt.maxSize - opt.minSize) * 4),
@@ -225,6 +306,30 @@ int main(int argc, char** argv) {
         }
         Bin& bin = bins[binOf(t.size)];
         ++bin.trials;
+        if (opt.bound) {
+            const TrialBound tb = trialBound(
+                font, t, scene, glyph, opt.seed * 1000003 + static_cast<std::uint64_t>(i), opt);
+            mismatched += tb.mismatched;
+            if (!tb.b.known.ok || !tb.b.nuisance.ok || !tb.half.known.ok || !tb.half.nuisance.ok) {
+                ++singular;
+            } else {
+                bin.bounds.push_back(tb.b);
+                const std::pair<double, double> steps[] = {
+                    {tb.b.known.angle, tb.half.known.angle},
+                    {tb.b.known.scale, tb.half.known.scale},
+                    {tb.b.known.position, tb.half.known.position},
+                    {tb.b.nuisance.angle, tb.half.nuisance.angle},
+                    {tb.b.nuisance.scale, tb.half.nuisance.scale},
+                    {tb.b.nuisance.position, tb.half.nuisance.position}};
+                for (const auto& [a, b] : steps)
+                    epsChange = std::max(epsChange, std::fabs(b / a - 1.0));
+            }
+            if (opt.verbose)
+                std::printf("bound trial %ld: angle %.4f / %.4f deg, scale %.4f / %.4f %%, "
+                            "position %.4f / %.4f px (known / nuisance)\n",
+                            i, tb.b.known.angle, tb.b.nuisance.angle, tb.b.known.scale,
+                            tb.b.nuisance.scale, tb.b.known.position, tb.b.nuisance.position);
+        }
         if (ok) {
             ++found;
             ++bin.found;
@@ -289,6 +394,57 @@ int main(int argc, char** argv) {
                     bins[b].trials, 100.0 * bins[b].found / std::max(1L, bins[b].trials),
                     rms(bins[b].ep, 1), rms(bins[b].ea, 1), rms(bins[b].es, 100));
     }
+    if (opt.bound) {
+        std::printf(
+            "Cramer-Rao bounds at noise sigma %.2f (RMS over the present trials; known: pose "
+            "only unknown; nuisance: grey offset and contrast unknown too) against the errors "
+            "achieved (RMS over the found trials)\n",
+            opt.noise);
+        std::printf("bound step %.3f px; halving it changes a bound by at most %.3f %%; "
+                    "singular: %ld; model pixels differing from the renderer's: %ld\n",
+                    opt.boundEps, 100.0 * epsChange, singular, mismatched);
+        auto brms = [](const std::vector<xc_PoseBounds>& v, double xc_PoseBound::*q, bool known) {
+            double s = 0;
+            for (const xc_PoseBounds& b : v) {
+                const double x = (known ? b.known : b.nuisance).*q;
+                s += x * x;
+            }
+            return v.empty() ? 0.0 : std::sqrt(s / v.size());
+        };
+        struct Quantity {
+            const char* name;
+            const char* unit;
+            double xc_PoseBound::*field;
+            std::vector<double> Bin::*errors;
+            double factor;
+        };
+        const Quantity qs[] = {{"angle", "deg", &xc_PoseBound::angle, &Bin::ea, 1.0},
+                               {"scale", "%", &xc_PoseBound::scale, &Bin::es, 100.0},
+                               {"position", "px", &xc_PoseBound::position, &Bin::ep, 1.0}};
+        for (const Quantity& q : qs) {
+            std::printf("%-12s %10s %10s %10s %9s %9s   (%s, %s)\n", "em size px", "achieved",
+                        "CRB known", "CRB nuis.", "/ known", "/ nuis.", q.name, q.unit);
+            std::vector<double> all;
+            std::vector<xc_PoseBounds> allB;
+            auto row = [&](const char* label, const std::vector<double>& err,
+                           const std::vector<xc_PoseBounds>& b) {
+                const double a = rms(err, q.factor), k = brms(b, q.field, true),
+                             n = brms(b, q.field, false);
+                std::printf("%-12s %10.4f %10.4f %10.4f %9.2f %9.2f\n", label, a, k, n,
+                            k > 0 ? a / k : 0.0, n > 0 ? a / n : 0.0);
+            };
+            for (int b = 0; b < 4; ++b) {
+                const double lo = opt.minSize + b * (opt.maxSize - opt.minSize) / 4;
+                char label[32];
+                std::snprintf(label, sizeof label, "%.1f-%.1f", lo,
+                              lo + (opt.maxSize - opt.minSize) / 4);
+                row(label, bins[b].*q.errors, bins[b].bounds);
+                all.insert(all.end(), (bins[b].*q.errors).begin(), (bins[b].*q.errors).end());
+                allB.insert(allB.end(), bins[b].bounds.begin(), bins[b].bounds.end());
+            }
+            row("all", all, allB);
+        }
+    }
     if (!misses.empty()) {
         std::printf("misses:");
         for (const auto& [ch, n] : misses) std::printf(" %lc:%ld", ch, n);
@@ -341,5 +497,5 @@ int main(int argc, char** argv) {
     std::printf("absent with clutter scoring: %ld accepted results, best score %.3f\n",
                 clutterAccepted, clutterWorst);
     for (const auto& [k, s] : pairs) std::printf("  accepted %ls: %.3f\n", k.c_str(), s);
-    return 0;
+    return opt.bound && (mismatched > 0 || singular > 0) ? 1 : 0;
 }
