@@ -12,7 +12,7 @@
 //
 //   bench_geo_align_accuracy [--trials=N] [--seed=S] [--min-size=20] [--max-size=40]
 //                            [--chars=...] [--absent=N] [--clutter] [--neighbours] [--verbose]
-//                            [--bound [--bound-eps=0.05]] [--bound-check]
+//                            [--bound [--bound-eps=0.035]] [--bound-check]
 // --clutter runs the present trials with clutter scoring (absent trials run both ways);
 // --neighbours draws each present glyph between two other random glyphs of the set on one line.
 // --bound also computes, for every present trial, the Cramer-Rao bounds of the glyph's pose
@@ -28,8 +28,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/core/affine_sampling.h"
 #include "bench/geo_align_bound.h"
+#include "platform/core/affine_sampling.h"
 #include "platform/vision/geo_align_pattern.h"
 #include "tools/synth/font.h"
 #include "tools/synth/glyph_model.h"
@@ -50,9 +50,9 @@ struct Options {
     bool verbose = false;
     bool clutter = false;     // present trials with clutter scoring
     bool neighbours = false;  // present glyphs between two others of the set, on one line
-    long only = -1;  // run this present trial only
+    long only = -1;           // run this present trial only
     bool bound = false;       // Cramer-Rao bounds of every present trial
-    double boundEps = 0.05;   // px, finite-difference step of the bound
+    double boundEps = 0.035;  // px, finite-difference step of the bound
     bool boundCheck = false;  // check the bound computation and exit
 };
 
@@ -190,10 +190,11 @@ TrialBound trialBound(const xcSynthFont& font, const Trial& t, const xcSynthScen
     quiet.noise = 0.0;
     const xcSynthScene clean = render(font, t, seed, quiet);
     const long g = xf_BoundBlurRadius(o.blur) + 1;
-    const xcPelRect rr = xcPelRect(win.x() - g, win.y() - g, win.width() + 2 * g,
-                                   win.height() + 2 * g)
-                             .intersect(xcPelRect(0, 0, w, h));
-    const xcSynthField model = xf_BoundRender(sc, rr, -1, sc.shapes[static_cast<size_t>(target)].pose);
+    const xcPelRect rr =
+        xcPelRect(win.x() - g, win.y() - g, win.width() + 2 * g, win.height() + 2 * g)
+            .intersect(xcPelRect(0, 0, w, h));
+    const xcSynthField model =
+        xf_BoundRender(sc, rr, -1, sc.shapes[static_cast<size_t>(target)].pose);
     for (long y = win.y(); y < win.y() + win.height(); ++y) {
         const unsigned char* p = clean.image.rowPointer(y);
         for (long x = win.x(); x < win.x() + win.width(); ++x)
@@ -232,7 +233,10 @@ int main(int argc, char** argv) {
         std::vector<double> ep, ea, es;
         std::vector<xc_PoseBounds> bounds;  // every present trial, with --bound
     };
-    double epsChange = 0.0;  // largest relative change of a bound when the step is halved
+    // Largest relative change of each bound (known: angle, scale, position; then nuisance)
+    // when the step is halved.
+    double epsChange[6] = {};
+    double sumSq[6] = {}, sumSqHalf[6] = {};  // of each bound over the trials, step and half
     long mismatched = 0, singular = 0;
     Bin bins[4];
     auto binOf = [&](double size) {
@@ -321,14 +325,20 @@ int main(int argc, char** argv) {
                     {tb.b.nuisance.angle, tb.half.nuisance.angle},
                     {tb.b.nuisance.scale, tb.half.nuisance.scale},
                     {tb.b.nuisance.position, tb.half.nuisance.position}};
-                for (const auto& [a, b] : steps)
-                    epsChange = std::max(epsChange, std::fabs(b / a - 1.0));
+                for (int k = 0; k < 6; ++k) {
+                    sumSq[k] += steps[k].first * steps[k].first;
+                    sumSqHalf[k] += steps[k].second * steps[k].second;
+                }
+                for (int k = 0; k < 6; ++k)
+                    epsChange[k] =
+                        std::max(epsChange[k], std::fabs(steps[k].second / steps[k].first - 1.0));
             }
             if (opt.verbose)
-                std::printf("bound trial %ld: angle %.4f / %.4f deg, scale %.4f / %.4f %%, "
-                            "position %.4f / %.4f px (known / nuisance)\n",
-                            i, tb.b.known.angle, tb.b.nuisance.angle, tb.b.known.scale,
-                            tb.b.nuisance.scale, tb.b.known.position, tb.b.nuisance.position);
+                std::printf(
+                    "bound trial %ld: angle %.4f / %.4f deg, scale %.4f / %.4f %%, "
+                    "position %.4f / %.4f px (known / nuisance)\n",
+                    i, tb.b.known.angle, tb.b.nuisance.angle, tb.b.known.scale, tb.b.nuisance.scale,
+                    tb.b.known.position, tb.b.nuisance.position);
         }
         if (ok) {
             ++found;
@@ -400,9 +410,21 @@ int main(int argc, char** argv) {
             "only unknown; nuisance: grey offset and contrast unknown too) against the errors "
             "achieved (RMS over the found trials)\n",
             opt.noise);
-        std::printf("bound step %.3f px; halving it changes a bound by at most %.3f %%; "
-                    "singular: %ld; model pixels differing from the renderer's: %ld\n",
-                    opt.boundEps, 100.0 * epsChange, singular, mismatched);
+        std::printf(
+            "bound step %.3f px; halving it changes the bounds by at most (angle, scale, "
+            "position) %.3f, %.3f, %.3f %% known, %.3f, %.3f, %.3f %% nuisance; "
+            "singular: %ld; model pixels differing from the renderer's: %ld\n",
+            opt.boundEps, 100 * epsChange[0], 100 * epsChange[1], 100 * epsChange[2],
+            100 * epsChange[3], 100 * epsChange[4], 100 * epsChange[5], singular, mismatched);
+        double rmsChange = 0.0;
+        for (int k = 0; k < 6; ++k)
+            if (sumSq[k] > 0)
+                rmsChange =
+                    std::max(rmsChange, std::fabs(std::sqrt(sumSqHalf[k] / sumSq[k]) - 1.0));
+        std::printf(
+            "halving the step changes the RMS of every bound over the trials by at most "
+            "%.3f %%\n",
+            100 * rmsChange);
         auto brms = [](const std::vector<xc_PoseBounds>& v, double xc_PoseBound::*q, bool known) {
             double s = 0;
             for (const xc_PoseBounds& b : v) {

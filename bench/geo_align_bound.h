@@ -57,9 +57,9 @@ struct xc_BoundScene {
 };
 
 struct xc_PoseBound {
-    bool ok = false;  // false when F is singular (a pose parameter the image does not determine)
-    double angle = 0.0;     // degrees
-    double scale = 0.0;     // percent
+    bool ok = false;     // false when F is singular (a pose parameter the image does not determine)
+    double angle = 0.0;  // degrees
+    double scale = 0.0;  // percent
     double position = 0.0;  // px, sqrt(var x + var y) at the centre
 };
 
@@ -160,9 +160,9 @@ inline xcPelRect xf_BoundWindow(const xc_BoundScene& scene, long target,
     const xc_BoundShape& s = scene.shapes[static_cast<size_t>(target)];
     const xcXform<2> m = s.pose.xform();
     xcSynthBounds b = xfSynthOutlineBounds(*s.outline, m * s.modelFromFont);
-    for (const xcVector<2>& q : {xcVector<2>(0.0, 0.0), xcVector<2>(cellSize.x(), 0.0),
-                                 xcVector<2>(cellSize.x(), -cellSize.y()),
-                                 xcVector<2>(0.0, -cellSize.y())}) {
+    for (const xcVector<2>& q :
+         {xcVector<2>(0.0, 0.0), xcVector<2>(cellSize.x(), 0.0),
+          xcVector<2>(cellSize.x(), -cellSize.y()), xcVector<2>(0.0, -cellSize.y())}) {
         const xcVector<2> p = m.mapPoint(q);
         b.x0 = std::min(b.x0, p.x());
         b.x1 = std::max(b.x1, p.x());
@@ -195,14 +195,13 @@ inline xc_PoseBounds xfPoseBounds(const xc_BoundScene& scene, long target,
     const double stepU = eps / reach;                             // relative
     // Per parameter: the two moved fields and the factor from their difference to a
     // derivative in the reported units (px, degree, percent).
-    const double steps[4][4] = {
-        {eps, 0, 0, 0}, {0, eps, 0, 0}, {0, 0, stepA, 0}, {0, 0, 0, stepU}};
+    const double steps[4][4] = {{eps, 0, 0, 0}, {0, eps, 0, 0}, {0, 0, stepA, 0}, {0, 0, 0, stepU}};
     const double per[4] = {1.0 / (2 * eps), 1.0 / (2 * eps), 1.0 / (2 * stepA),
                            1.0 / (2 * stepU * 100.0)};
     std::vector<xcSynthField> plus, minus;
     for (const auto& s : steps) {
-        plus.push_back(
-            xf_BoundRender(scene, render, target, xf_BoundMove(p0, centre, s[0], s[1], s[2], s[3])));
+        plus.push_back(xf_BoundRender(scene, render, target,
+                                      xf_BoundMove(p0, centre, s[0], s[1], s[2], s[3])));
         minus.push_back(xf_BoundRender(scene, render, target,
                                        xf_BoundMove(p0, centre, -s[0], -s[1], -s[2], -s[3])));
     }
@@ -306,9 +305,10 @@ inline int xfPoseBoundSelfCheck(const xcSynthFont& font, double blur, double sig
     for (int i = 0; i < 2; ++i) {
         const double len = 40.0 * (i + 1);
         const xcVector<2> c(320.3, 240.6);
-        const xcSynthOutline bar =
-            polygonOutline({{-len / 2, -wbar / 2}, {len / 2, -wbar / 2}, {len / 2, wbar / 2},
-                            {-len / 2, wbar / 2}});
+        const xcSynthOutline bar = polygonOutline({{-len / 2, -wbar / 2},
+                                                   {len / 2, -wbar / 2},
+                                                   {len / 2, wbar / 2},
+                                                   {-len / 2, wbar / 2}});
         const xc_PoseBounds b = shapeBounds(bar, c, len / 2);
         // The flux field of the turn, then blurred.
         const double x0 = c.x() - len / 2, x1 = c.x() + len / 2;
@@ -382,16 +382,15 @@ inline int xfPoseBoundSelfCheck(const xcSynthFont& font, double blur, double sig
             const xcSynthGlyphMetrics m = font.metrics(code, size);
             xc_BoundScene sc;
             sc.blur = blur;
-            sc.shapes.push_back(
-                {&font.outline(code), m.clientFromFont,
-                 xcSynthPose{xcVector<2>(301.37, 222.81), 17.0, 1.0}});
+            sc.shapes.push_back({&font.outline(code), m.clientFromFont,
+                                 xcSynthPose{xcVector<2>(301.37, 222.81), 17.0, 1.0}});
             const xcVector<2> cell(static_cast<double>(m.cellWidth),
                                    static_cast<double>(m.cellHeight));
             const xcVector<2> centre(cell.x() * 0.5, -cell.y() * 0.5);
             const xcPelRect win = xf_BoundWindow(sc, 0, cell, width, height);
             const double reach = 0.5 * std::hypot(cell.x(), cell.y());
-            bound[i] = xfPoseBounds(sc, 0, centre, reach, win, width, height, sigma, eps)
-                           .known.angle;
+            bound[i] =
+                xfPoseBounds(sc, 0, centre, reach, win, width, height, sigma, eps).known.angle;
             if (i == 0)
                 bound8 = xfPoseBounds(sc, 0, centre, reach, win, width, height, 2 * sigma, eps)
                              .known.angle;
