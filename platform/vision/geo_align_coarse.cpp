@@ -14,7 +14,13 @@
 namespace {
 
 constexpr long kRun = 32;  // placements scored together
-constexpr long kNear = 2;  // suppression reach of a kept coarse hit, pixels and angle steps
+// Suppression reach of a kept coarse hit. The same instance seen by templates a step or two
+// apart in angle peaks within a pixel of itself (an angle step moves the farthest point by one
+// pixel, and the reference point is the points' centroid); a hit two pixels from a better one is
+// another placement: in a line of text, the pattern shifted by a stroke onto a neighbouring
+// character often scores better at this level than the character itself, and must not hide it.
+constexpr long kNearPixels = 1;
+constexpr long kNearAngleSteps = 2;
 
 // table[a][k]: 255 times the agreement of direction a (xcAngle8 steps) with direction k.
 struct AgreementTable {
@@ -265,8 +271,8 @@ std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
         if (any) mapMaxima(sums, live, mw, mh, minSum, ti, hits);
     }
 
-    // Strongest first; a hit within kNear pixels and kNear angle steps (one scale step) of a
-    // kept one is dropped.
+    // Strongest first; a hit within kNearPixels pixels and kNearAngleSteps angle steps (one scale
+    // step) of a kept one is dropped.
     std::sort(hits.begin(), hits.end(), [](const xc_GeoHit& a, const xc_GeoHit& b) {
         if (a.sum != b.sum) return a.sum > b.sum;
         if (a.v != b.v) return a.v < b.v;
@@ -283,17 +289,17 @@ std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
         if (static_cast<long>(out.size()) >= maxCandidates) break;
         const xc_GeoTemplate& th = templates[static_cast<size_t>(hit.t)];
         bool near = false;
-        for (long y = std::max(0L, hit.v - kNear); y <= std::min(h - 1, hit.v + kNear) && !near;
-             ++y)
-            for (long x = std::max(0L, hit.u - kNear); x <= std::min(w - 1, hit.u + kNear) && !near;
-                 ++x)
+        for (long y = std::max(0L, hit.v - kNearPixels);
+             y <= std::min(h - 1, hit.v + kNearPixels) && !near; ++y)
+            for (long x = std::max(0L, hit.u - kNearPixels);
+                 x <= std::min(w - 1, hit.u + kNearPixels) && !near; ++x)
                 for (std::int32_t k = head[static_cast<size_t>(y * w + x)]; k >= 0;
                      k = next[static_cast<size_t>(k)]) {
                     const xc_GeoTemplate& tk =
                         templates[static_cast<size_t>(kept[static_cast<size_t>(k)]->t)];
                     long da = std::labs(tk.angleIndex - th.angleIndex);
                     if (grid.angleCircular) da = std::min(da, na - da);
-                    if (da <= kNear && std::labs(tk.scaleIndex - th.scaleIndex) <= 1) {
+                    if (da <= kNearAngleSteps && std::labs(tk.scaleIndex - th.scaleIndex) <= 1) {
                         near = true;
                         break;
                     }

@@ -103,7 +103,7 @@ struct xc_GeoCoarseGrid {
 // Searches every placement of every (angle, scale) of the grid at image level `level`, and
 // returns the best maxima whose score reaches minScore (a fraction), at most maxCandidates of
 // them, best first. A hit is a maximum of its template's score map over the 3 x 3 placements
-// around it; a hit is dropped when a better one lies within two pixels and two angle steps and
+// around it; a hit is dropped when a better one lies within one pixel and two angle steps and
 // one scale step.
 std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
                                                 const std::vector<xc_GeoPoint>& points, int level,

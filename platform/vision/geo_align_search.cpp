@@ -29,7 +29,10 @@ constexpr double kSameLogScale = 0.1;
 // of the accept threshold found one within a pixel.
 constexpr double kGiveUpFactor = 0.8;
 
-long maxCandidates(long numToFind) { return 16 + 4 * numToFind; }
+// Candidates kept at the coarse level and through the tracking. Each neighbouring character of
+// a line of text leaves a few strong partial matches at the coarse level, some scoring better
+// than the instance itself.
+long maxCandidates(long numToFind) { return 24 + 4 * numToFind; }
 
 // How client angles and scales relate to those of the image pixel frame: client angle =
 // sign * pixel angle + offset, client scale = factor * pixel scale (exact for similarity
