@@ -45,7 +45,12 @@ public:
     Scene(long w, long h) : m_w(w), m_h(h), m_c(static_cast<size_t>(w * h), 0.0) {}
 
     // Adds an instance of the shape placed by `p` (pattern client -> scene image).
-    void add(const xcXform<2>& p) {
+    void add(const xcXform<2>& p) { addShape(p, insideShape); }
+
+    // Adds another shape, given by its inside test in the shape frame (within (-1, -1) ...
+    // (17, 25)), placed by `p` as the shape would be.
+    template <class Inside>
+    void addShape(const xcXform<2>& p, Inside inside) {
         const xcXform<2> inv = p.inverse();
         // Bounding box of the shape's corners.
         double x0 = 1e9, y0 = 1e9, x1 = -1e9, y1 = -1e9;
@@ -70,7 +75,7 @@ public:
                         const xcVector<2> s =
                             inv.mapPoint(xcVector<2>(x + (i + 0.5) / kS, y + (j + 0.5) / kS)) -
                             kShapeOffset;
-                        n += insideShape(s.x(), s.y());
+                        n += inside(s.x(), s.y());
                     }
                 double& c = m_c[static_cast<size_t>(y * m_w + x)];
                 const double a = static_cast<double>(n) / (kS * kS);
