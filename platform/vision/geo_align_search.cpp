@@ -19,6 +19,12 @@ constexpr double kStepPixels = 1.0;
 constexpr double kCoarseFactor = 0.7;
 constexpr double kTrackFactor = 0.7;
 constexpr double kMinCoarseScore = 0.1;
+// Tracking from the coarse level searches two steps either way (in x, y and angle): a coarse hit
+// on a glyph between two others can lie more than a step from the glyph's narrow peak one level
+// finer, and a one-step neighbourhood then climbs onto a partial match with a neighbour. Finer
+// levels search one step either way. Each searches again around a best pose on its edge.
+constexpr int kFirstTrackReach = 2;
+constexpr int kTrackRounds = 2;
 // Candidates fitted beyond numToFind, and the overlap beyond which a tracked candidate is taken
 // for the same instance as a better one (and not fitted).
 constexpr long kExtraFits = 2;
@@ -242,7 +248,9 @@ void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
     for (int l = coarse - 1; l >= setup.fitLevel; --l) {
         std::vector<xc_GeoCandidate> next;
         for (const xc_GeoCandidate& c : cands) {
-            xc_GeoCandidate t = xf_GeoTrackLevel(c, model, l, pyr, setup, scorer);
+            xc_GeoCandidate t =
+                xf_GeoTrackLevel(c, model, l, pyr, setup, scorer,
+                                 l == coarse - 1 ? kFirstTrackReach : 1, kTrackRounds);
             if (t.score >= kTrackFactor * accept) next.push_back(t);
         }
         dedupe(next, l, setup, cap);

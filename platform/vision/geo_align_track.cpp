@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+
+#include <emmintrin.h>
 
 #include "platform/core/attention.h"
 
@@ -26,7 +29,10 @@ void xc_GeoLevelScorer::prepare(const xc_GeoPlane& plane, const xc_GeoPlane* mas
     m_y0 = y0;
     m_w = std::max(0L, w);
     m_h = std::max(0L, h);
-    m_u.assign(static_cast<size_t>(2 * m_w * m_h), 0.0f);
+    // Rows are read four columns at a time: the padding keeps the last row's reads inside.
+    const size_t n = static_cast<size_t>(m_w * m_h) + kPad;
+    m_ux.assign(n, 0.0f);
+    m_uy.assign(n, 0.0f);
     const long xa = std::max(0L, x0), ya = std::max(0L, y0);
     const long xb = std::min(plane.w, x0 + w), yb = std::min(plane.h, y0 + h);
     if (xb <= xa || yb <= ya) return;
@@ -36,21 +42,25 @@ void xc_GeoLevelScorer::prepare(const xc_GeoPlane& plane, const xc_GeoPlane* mas
     const float t2 = std::max(t * t, 1e-12f);
     for (long y = ya; y < yb; ++y) {
         xf_GeoSobel(plane, mask, xa, y, cw, 1, gx.data(), gy.data(), cw);
-        float* u = m_u.data() + 2 * ((y - y0) * m_w + (xa - x0));
+        const long off = (y - y0) * m_w + (xa - x0);
+        float* ux = m_ux.data() + off;
+        float* uy = m_uy.data() + off;
         for (long i = 0; i < cw; ++i) {
             const float fx = gx[static_cast<size_t>(i)], fy = gy[static_cast<size_t>(i)];
             const float m2 = fx * fx + fy * fy;
             if (m2 >= t2) {
                 const float inv = 1.0f / std::sqrt(m2);
-                u[2 * i] = fx * inv;
-                u[2 * i + 1] = fy * inv;
+                ux[i] = fx * inv;
+                uy[i] = fy * inv;
             }
         }
     }
 }
 
-void xc_GeoLevelScorer::score3x3(const std::vector<xc_GeoPoint>& pts, const xc_GeoPose& pose,
-                                 int level, bool polarity, double out[9]) const {
+template <int R, bool Polarity>
+void xc_GeoLevelScorer::scoreSquare_(const std::vector<xc_GeoPoint>& pts, const xc_GeoPose& pose,
+                                     int level, double* out) const {
+    constexpr int n = 2 * R + 1;
     const double g = xf_GeoGrain(level);
     const double c = std::cos(pose.angle), s = std::sin(pose.angle);
     const float cs = static_cast<float>(c * pose.scale / g),
@@ -59,75 +69,130 @@ void xc_GeoLevelScorer::score3x3(const std::vector<xc_GeoPoint>& pts, const xc_G
     // Window coordinates of the pose's reference point.
     const float ox = static_cast<float>(pose.x / g - m_x0),
                 oy = static_cast<float>(pose.y / g - m_y0);
-    float acc[9] = {0, 0, 0, 0, 0, 0, 0, 0, 0};
+    // Per row of offsets, columns -R .. -R + 3 in one register; with R = 2 the fifth column
+    // in the low lane of a second one.
+    __m128 acc[n], acc5[n];
+    for (int j = 0; j < n; ++j) acc[j] = acc5[j] = _mm_setzero_ps();
+    const __m128 zero = _mm_setzero_ps();
+    const __m128 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
     const long w = m_w;
-    const float* u = m_u.data();
+    const float* ux = m_ux.data();
+    const float* uy = m_uy.data();
     for (const xc_GeoPoint& p : pts) {
         const float qx = ox + cs * p.x - ss * p.y;
         const float qy = oy + ss * p.x + cs * p.y;
         const long ix = static_cast<long>(std::floor(qx)), iy = static_cast<long>(std::floor(qy));
-        if (ix < 1 || iy < 1 || ix + 1 >= w || iy + 1 >= m_h) continue;
-        const float dx = cf * p.ux - sf * p.uy, dy = sf * p.ux + cf * p.uy;
-        const float* b = u + 2 * ((iy - 1) * w + ix - 1);
-        for (int j = 0; j < 3; ++j) {
-            const float* r = b + 2 * j * w;
-            for (int i = 0; i < 3; ++i) {
-                const float a = r[2 * i] * dx + r[2 * i + 1] * dy;
-                acc[j * 3 + i] += polarity ? std::max(0.0f, a) : std::fabs(a);
+        if (ix < R || iy < R || ix + R >= w || iy + R >= m_h) continue;
+        const __m128 dx = _mm_set1_ps(cf * p.ux - sf * p.uy);
+        const __m128 dy = _mm_set1_ps(sf * p.ux + cf * p.uy);
+        const long b = (iy - R) * w + ix - R;
+        for (int j = 0; j < n; ++j) {
+            const long o = b + j * w;
+            __m128 a = _mm_add_ps(_mm_mul_ps(_mm_loadu_ps(ux + o), dx),
+                                  _mm_mul_ps(_mm_loadu_ps(uy + o), dy));
+            a = Polarity ? _mm_max_ps(a, zero) : _mm_and_ps(a, absMask);
+            acc[j] = _mm_add_ps(acc[j], a);
+            if constexpr (R == 2) {
+                __m128 e = _mm_add_ss(_mm_mul_ss(_mm_load_ss(ux + o + 4), dx),
+                                      _mm_mul_ss(_mm_load_ss(uy + o + 4), dy));
+                e = Polarity ? _mm_max_ss(e, zero) : _mm_and_ps(e, absMask);
+                acc5[j] = _mm_add_ss(acc5[j], e);
             }
         }
     }
-    const double n = static_cast<double>(std::max<size_t>(1, pts.size()));
-    for (int k = 0; k < 9; ++k) out[k] = acc[k] / n;
+    const double np = static_cast<double>(std::max<size_t>(1, pts.size()));
+    for (int j = 0; j < n; ++j) {
+        alignas(16) float row[4];
+        _mm_store_ps(row, acc[j]);
+        for (int i = 0; i < n && i < 4; ++i) out[j * n + i] = row[i] / np;
+        if constexpr (R == 2) out[j * n + 4] = _mm_cvtss_f32(acc5[j]) / np;
+    }
 }
+
+void xc_GeoLevelScorer::score3x3(const std::vector<xc_GeoPoint>& pts, const xc_GeoPose& pose,
+                                 int level, bool polarity, double out[9]) const {
+    if (polarity)
+        scoreSquare_<1, true>(pts, pose, level, out);
+    else
+        scoreSquare_<1, false>(pts, pose, level, out);
+}
+
+void xc_GeoLevelScorer::score5x5(const std::vector<xc_GeoPoint>& pts, const xc_GeoPose& pose,
+                                 int level, bool polarity, double out[25]) const {
+    if (polarity)
+        scoreSquare_<2, true>(pts, pose, level, out);
+    else
+        scoreSquare_<2, false>(pts, pose, level, out);
+}
+
+namespace {
+
+// The best pose of the neighbourhood of R steps either way in x, y and angle (one step in scale),
+// searched again around a best pose on the neighbourhood's edge, `rounds` searches at most.
+template <int R>
+xc_GeoCandidate climb(const xc_GeoCandidate& c, const xc_GeoLevel& lv, int level,
+                      const xc_GeoRunSetup& setup, const xc_GeoLevelScorer& scorer, double da,
+                      double ds, int rounds) {
+    constexpr int side = 2 * R + 1;
+    xc_GeoCandidate best = c;
+    best.score = -1.0;
+    xc_GeoPose centre = c.pose;
+    const double g = xf_GeoGrain(level);
+    const int ra = da > 0 ? R : 0, rs = ds > 0 ? 1 : 0;
+    for (int round = 0; round < rounds; ++round) {
+        xcAttention::check();
+        xc_GeoCandidate roundBest = best;
+        int bi = 0, bj = 0, ba = 0, bs = 0;
+        for (int ia = -ra; ia <= ra; ++ia)
+            for (int is = -rs; is <= rs; ++is) {
+                xc_GeoPose p = centre;
+                if (ra > 0) p.angle = setup.clampAngle(centre.angle + ia * da);
+                if (rs > 0) p.scale = setup.clampScale(centre.scale * std::exp(is * ds));
+                double sc[side * side];
+                if constexpr (R == 2)
+                    scorer.score5x5(lv.points, p, level, setup.polarity, sc);
+                else
+                    scorer.score3x3(lv.points, p, level, setup.polarity, sc);
+                for (int k = 0; k < side * side; ++k)
+                    if (sc[k] > roundBest.score) {
+                        roundBest.score = sc[k];
+                        roundBest.pose = p;
+                        bi = k % side - R;
+                        bj = k / side - R;
+                        roundBest.pose.x = p.x + bi * g;
+                        roundBest.pose.y = p.y + bj * g;
+                        ba = ia;
+                        bs = is;
+                    }
+            }
+        if (!(roundBest.score > best.score)) break;
+        best = roundBest;
+        const bool onEdge = std::abs(bi) == R || std::abs(bj) == R ||
+                            (ra > 0 && std::abs(ba) == ra) || (rs > 0 && std::abs(bs) == rs);
+        if (!onEdge) break;
+        centre = best.pose;
+    }
+    return best;
+}
+
+}  // namespace
 
 xc_GeoCandidate xf_GeoTrackLevel(const xc_GeoCandidate& c, const xc_GeoModel& model, int level,
                                  const xc_GeoPyramid& pyr, const xc_GeoRunSetup& setup,
-                                 xc_GeoLevelScorer& scorer) {
+                                 xc_GeoLevelScorer& scorer, int reach, int maxRounds) {
     const xc_GeoLevel& lv = model.level(setup.modelLevel(model, level));
     const double g = xf_GeoGrain(level);
     const double da = setup.angleFree ? setup.angleStep0 * g : 0.0;
     const double ds = setup.scaleFree ? setup.logScaleStep0 * g : 0.0;
     const double smax = setup.scaleFree ? setup.scaleHi : setup.scaleNominal;
-    // The window covers every point of every pose of two neighbourhoods.
-    const long reach = static_cast<long>(std::ceil(lv.radius * smax * std::exp(ds) / g)) + 4;
+    const int rounds = std::max(1, maxRounds);
+    // The window covers every point of every pose the climbs can reach.
+    const long win = static_cast<long>(std::ceil(lv.radius * smax * std::exp(ds) / g)) + 2 +
+                     std::max(1, reach) * rounds;
     const long cx = static_cast<long>(std::floor(c.pose.x / g));
     const long cy = static_cast<long>(std::floor(c.pose.y / g));
     scorer.prepare(pyr.plane(level), pyr.hasMask() ? &pyr.maskPlane(level) : nullptr,
-                   setup.contrast, cx - reach, cy - reach, 2 * reach + 1, 2 * reach + 1);
-
-    xc_GeoCandidate best = c;
-    best.score = -1.0;
-    xc_GeoPose centre = c.pose;
-    for (int round = 0; round < 2; ++round) {
-        xcAttention::check();
-        const int na = da > 0 ? 3 : 1, ns = ds > 0 ? 3 : 1;
-        xc_GeoCandidate roundBest = best;
-        int bi = 0, bj = 0, ba = 0, bs = 0;
-        for (int ia = 0; ia < na; ++ia)
-            for (int is = 0; is < ns; ++is) {
-                xc_GeoPose p = centre;
-                if (na == 3) p.angle = setup.clampAngle(centre.angle + (ia - 1) * da);
-                if (ns == 3) p.scale = setup.clampScale(centre.scale * std::exp((is - 1) * ds));
-                double sc[9];
-                scorer.score3x3(lv.points, p, level, setup.polarity, sc);
-                for (int k = 0; k < 9; ++k)
-                    if (sc[k] > roundBest.score) {
-                        roundBest.score = sc[k];
-                        roundBest.pose = p;
-                        roundBest.pose.x = p.x + (k % 3 - 1) * g;
-                        roundBest.pose.y = p.y + (k / 3 - 1) * g;
-                        bi = k % 3 - 1;
-                        bj = k / 3 - 1;
-                        ba = na == 3 ? ia - 1 : 0;
-                        bs = ns == 3 ? is - 1 : 0;
-                    }
-            }
-        const bool improved = roundBest.score > best.score;
-        if (improved) best = roundBest;
-        // Search once more around a best pose on the neighbourhood's edge.
-        if (!improved || (bi == 0 && bj == 0 && ba == 0 && bs == 0)) break;
-        centre = best.pose;
-    }
-    return best;
+                   setup.contrast, cx - win, cy - win, 2 * win + 1, 2 * win + 1);
+    if (reach >= 2) return climb<2>(c, lv, level, setup, scorer, da, ds, rounds);
+    return climb<1>(c, lv, level, setup, scorer, da, ds, rounds);
 }

@@ -50,14 +50,23 @@ public:
     // (out[(j + 1) * 3 + i + 1]), as fractions of the number of points.
     void score3x3(const std::vector<xc_GeoPoint>& pts, const xc_GeoPose& pose, int level,
                   bool polarity, double out[9]) const;
+    // The same over the 5 x 5 poses pose + (i, j), i, j in {-2, ..., 2}
+    // (out[(j + 2) * 5 + i + 2]).
+    void score5x5(const std::vector<xc_GeoPoint>& pts, const xc_GeoPose& pose, int level,
+                  bool polarity, double out[25]) const;
 
 private:
+    template <int R, bool Polarity>
+    void scoreSquare_(const std::vector<xc_GeoPoint>& pts, const xc_GeoPose& pose, int level,
+                      double* out) const;
+
     long m_x0 = 0, m_y0 = 0, m_w = 0, m_h = 0;
-    std::vector<float> m_u;  // ux, uy interleaved
+    static constexpr size_t kPad = 4;
+    std::vector<float> m_ux, m_uy;  // unit gradient, row by row (kPad floats beyond the end)
 };
 
 // Tracks a candidate from the image level above `level` to `level` (with the points of the model
 // level that serves it); returns the best pose of the neighbourhood and its score.
 xc_GeoCandidate xf_GeoTrackLevel(const xc_GeoCandidate& c, const xc_GeoModel& model, int level,
                                  const xc_GeoPyramid& pyr, const xc_GeoRunSetup& setup,
-                                 xc_GeoLevelScorer& scorer);
+                                 xc_GeoLevelScorer& scorer, int reach, int maxRounds);

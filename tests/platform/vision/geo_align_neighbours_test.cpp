@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <vector>
 
 #include "platform/vision/geo_align_pattern.h"
 #include "tests/platform/vision/geo_align_scenes.h"
@@ -94,8 +95,8 @@ TEST(GeoAlignNeighbours, FindsTheShapeBetweenTwoOthers) {
     pat.train(geo_test::trainingImage(), xc_GeoDefs::eTrainAllFlags);
     const xcGeoAlignRunParams r = lineSearch();
     Lines lines;
-    long found = 0;
-    const int planted[] = {46, 266, 278, 286};
+    std::vector<int> missed;
+    const int planted[] = {22, 46, 266, 278, 279, 286};
     for (int i = 0; i < 300; ++i) {
         const LineCase c = lines.next(i);
         xcGeoAlignResultSet rs;
@@ -104,7 +105,7 @@ TEST(GeoAlignNeighbours, FindsTheShapeBetweenTwoOthers) {
         for (size_t k = 0; k < rs.size(); ++k)
             ok |= rs[k].accepted() && centreDistance(rs[k].pose(), c.truth) < 2.0 &&
                   std::fabs(angleDiff(rs[k].angle(), c.angle)) < 3.0;
-        found += ok;
+        if (!ok) missed.push_back(i);
         if (std::find(std::begin(planted), std::end(planted), i) == std::end(planted)) continue;
         ASSERT_EQ(rs.size(), 1u) << i;
         EXPECT_TRUE(rs[0].accepted()) << i;
@@ -112,7 +113,8 @@ TEST(GeoAlignNeighbours, FindsTheShapeBetweenTwoOthers) {
         EXPECT_LT(centreDistance(rs[0].pose(), c.truth), 0.25) << i;
         EXPECT_LT(std::fabs(angleDiff(rs[0].angle(), c.angle)), 0.5) << i;
     }
-    // Two of the 300 still come out at a partial match (the shape's own coarse hit, tracked to
-    // the next level, drifts onto an H beside it).
-    EXPECT_GE(found, 298);
+    // Every shape is found. In cases 22 and 279 the shape's best coarse hits lie 3 to 3.6 pixels
+    // and up to 4 angle steps of the next level from its peak there (0.97, 0.98), and a search of
+    // one step either way climbs onto a partial match with a neighbour (0.57 to 0.64).
+    EXPECT_TRUE(missed.empty()) << ::testing::PrintToString(missed);
 }
