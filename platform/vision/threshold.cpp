@@ -60,17 +60,33 @@ xcThresholdResult xfThresholdWGV(const long long (&hist)[256]) {
     return {t, score, static_cast<long>(n)};
 }
 
-void xfThresholdWGV(const xcPelBuffer_const<unsigned char>& image, xcThresholdResult& result) {
-    const xcPelRect win = image.window();
-    long long hist[256];
+namespace {
+
+// The histogram of the window's pixels (those the mask cares for, when one is given), polling
+// the attention check every block of rows.
+void windowHistogram(const xcPelBuffer_const<unsigned char>& image,
+                     const xcPelBuffer_const<unsigned char>* mask, long long (&hist)[256]) {
     std::memset(hist, 0, sizeof hist);
+    const xcPelRect win = image.window();
     const long w = win.width();
     const long pollRows = std::max(1L, kPollPixels / std::max(1L, w));
     for (long y = 0; y < win.height(); ++y) {
         if (y % pollRows == 0) xcAttention::check();
         const unsigned char* r = image.rowPointer(win.y() + y);
-        for (long x = 0; x < w; ++x) ++hist[r[x]];
+        if (!mask) {
+            for (long x = 0; x < w; ++x) ++hist[r[x]];
+            continue;
+        }
+        const unsigned char* m = mask->pelPointer(win.x(), win.y() + y);
+        for (long x = 0; x < w; ++x) hist[r[x]] += m[x] >> 7;  // 1 exactly when m >= 128
     }
+}
+
+}  // namespace
+
+void xfThresholdWGV(const xcPelBuffer_const<unsigned char>& image, xcThresholdResult& result) {
+    long long hist[256];
+    windowHistogram(image, nullptr, hist);
     result = xfThresholdWGV(hist);
 }
 
@@ -78,18 +94,9 @@ void xfThresholdWGV(const xcPelBuffer_const<unsigned char>& image,
                     const xcPelBuffer_const<unsigned char>& mask, xcThresholdResult& result) {
     const xcPelRect win = image.window();
     if (!mask.isBound()) throw xcBadArgument(L"Threshold mask is unbound");
-    const xcPelRect mw = mask.window();
-    if (!win.isNull() && !mw.contains(win))
+    if (!win.isNull() && !mask.window().contains(win))
         throw xcBadArgument(L"Threshold mask window does not cover the image window");
     long long hist[256];
-    std::memset(hist, 0, sizeof hist);
-    const long w = win.width();
-    const long pollRows = std::max(1L, kPollPixels / std::max(1L, w));
-    for (long y = 0; y < win.height(); ++y) {
-        if (y % pollRows == 0) xcAttention::check();
-        const unsigned char* r = image.rowPointer(win.y() + y);
-        const unsigned char* m = mask.pelPointer(win.x(), win.y() + y);
-        for (long x = 0; x < w; ++x) hist[r[x]] += m[x] >> 7;
-    }
+    windowHistogram(image, &mask, hist);
     result = xfThresholdWGV(hist);
 }
