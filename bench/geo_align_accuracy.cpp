@@ -127,6 +127,20 @@ xcPelBuffer_const<unsigned char> trainingImage(const xcSynthGlyph& g) {
         img, xcAffineSamplingParams(rect, 2 * g.cell.width(), 2 * g.cell.height(), 2));
 }
 
+// The glyph model of `code` at `size` px per em, and a pattern trained on it.
+struct TrainedGlyph {
+    xcSynthGlyph glyph;
+    xcGeoAlignPattern pattern;
+};
+
+TrainedGlyph trainGlyph(const xcSynthFont& font, char32_t code, double size) {
+    xcSynthGlyphParams gp;
+    gp.pixelSize = size;
+    TrainedGlyph t{xfSynthGlyphModel(font, code, gp), xcGeoAlignPattern()};
+    t.pattern.train(trainingImage(t.glyph), xc_GeoDefs::eTrainAllFlags);
+    return t;
+}
+
 struct Trial {
     char32_t code = 0;
     std::wstring text;  // the line drawn (the glyph alone when empty)
@@ -276,11 +290,9 @@ int main(int argc, char** argv) {
                 "trial %ld: position (%.4f, %.4f) seed %lu\n", i, t.pose.position.x(),
                 t.pose.position.y(),
                 static_cast<unsigned long>(opt.seed * 1000003 + static_cast<std::uint64_t>(i)));
-        xcSynthGlyphParams gp;
-        gp.pixelSize = t.size;
-        const xcSynthGlyph glyph = xfSynthGlyphModel(font, t.code, gp);
-        xcGeoAlignPattern pat;
-        pat.train(trainingImage(glyph), xc_GeoDefs::eTrainAllFlags);
+        TrainedGlyph tg = trainGlyph(font, t.code, t.size);
+        const xcSynthGlyph& glyph = tg.glyph;
+        xcGeoAlignPattern& pat = tg.pattern;
         const xcSynthScene scene =
             render(font, t, opt.seed * 1000003 + static_cast<std::uint64_t>(i), opt);
         xcGeoAlignResultSet rs;
@@ -482,11 +494,8 @@ int main(int argc, char** argv) {
         size_t b = static_cast<size_t>(rnd.index(static_cast<long>(opt.chars.size()) - 1));
         if (b >= a) ++b;
         const Trial t = makeTrial(opt.chars[b]);
-        xcSynthGlyphParams gp;
-        gp.pixelSize = t.size;
-        const xcSynthGlyph glyph = xfSynthGlyphModel(font, static_cast<char32_t>(opt.chars[a]), gp);
-        xcGeoAlignPattern pat;
-        pat.train(trainingImage(glyph), xc_GeoDefs::eTrainAllFlags);
+        TrainedGlyph tg = trainGlyph(font, static_cast<char32_t>(opt.chars[a]), t.size);
+        xcGeoAlignPattern& pat = tg.pattern;
         const xcSynthScene scene =
             render(font, t, opt.seed * 7000003 + static_cast<std::uint64_t>(i), opt);
         xcGeoAlignResultSet rs;
