@@ -1,0 +1,327 @@
+// Accuracy harness of the arranger: suites of synthetic scenes with ground truth, each run
+// through xfOCArrange, with the figures an inspection engineer asks for.
+//
+//   bench_arrange_accuracy [--scenes=N] [--seed=S] [--suite=NAME] [--verbose]
+//
+// Every scene: 640 x 480, DejaVu Sans Mono or DejaVu Sans (alternating), 20 to 40 px per em,
+// blur 0.7, noise sigma 4, a target of 8 to 20 digits, capitals and spaces. Suites:
+//   straight0   one straight line at 0 degrees
+//   straight    one straight line at any angle
+//   circular    one circular line, radius 100 to 200 px, clockwise and counter-clockwise
+//   two-lines   two parallel straight lines at any angle
+//   scale       one straight line at any angle, scale 0.8 to 1.2, scaleRange 0.8 to 1.2
+//   missing     one straight line at any angle with one inner character not drawn
+//   damaged     one straight line at any angle with two characters 40 to 60 % erased
+//   distractor  one straight line at any angle and a line of other text beside it
+// Per suite: intact drawn characters eMatched within 0.5 px and 1 degree of the truth;
+// missing characters reported eMatched, and eInferred within 1 px; damaged characters
+// reported eMatched at the default minMatchScore and at 0.7; scenes whose lines and shapes
+// are right; median and 95th-percentile time of the call.
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "oc/arrange/arrange.h"
+#include "platform/diag/diag_object.h"
+#include "tools/synth/font.h"
+#include "tools/synth/layout.h"
+#include "tools/synth/scene.h"
+#include "tools/synth_alphabet/synth_alphabet.h"
+
+namespace {
+
+struct Options {
+    long scenes = 200;
+    std::uint64_t seed = 1;
+    std::string suite;  // empty: all
+    bool verbose = false;
+};
+
+bool parse(int argc, char** argv, Options& o) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        auto val = [&](const char* p) {
+            return a.rfind(p, 0) == 0 ? a.c_str() + std::strlen(p) : nullptr;
+        };
+        if (const char* v = val("--scenes="))
+            o.scenes = std::atol(v);
+        else if (const char* v2 = val("--seed="))
+            o.seed = std::strtoull(v2, nullptr, 10);
+        else if (const char* v3 = val("--suite="))
+            o.suite = v3;
+        else if (a == "--verbose")
+            o.verbose = true;
+        else {
+            std::fprintf(stderr, "unknown option %s\n", a.c_str());
+            return false;
+        }
+    }
+    return o.scenes > 0;
+}
+
+// What one suite adds up.
+struct Tally {
+    long scenes = 0, scenesRight = 0;
+    long intact = 0, intactOk = 0;
+    long missing = 0, missingMatched = 0, missingInferredNear = 0;
+    long damaged = 0, damagedMatched = 0, damagedMatched07 = 0;
+    std::vector<double> ms;
+    std::map<wchar_t, long> misses;  // intact characters not found, by character
+};
+
+struct Scene {
+    xcSynthSceneParams params;
+    const xcSynthFont* font = nullptr;
+    std::wstring target;           // the arranged text (the first lines; distractor excluded)
+    long targetLines = 1;
+    bool circular = false;
+    xcOCArrangeParams arrange;
+};
+
+const std::wstring kChars = L"0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+
+std::wstring randomText(std::mt19937_64& rng, long n) {
+    std::uniform_int_distribution<std::size_t> pick(0, kChars.size() - 1);
+    std::uniform_real_distribution<double> u(0.0, 1.0);
+    std::wstring t;
+    for (long i = 0; i < n; ++i) {
+        const bool space = i > 0 && i + 1 < n && t.back() != L' ' && u(rng) < 0.1;
+        t.push_back(space ? L' ' : kChars[pick(rng)]);
+    }
+    return t;
+}
+
+// Moves a straight line so that its characters are centred on `centre`.
+void centreLine(const xcSynthFont& font, double em, double globalScale, xcSynthLineSpec& line,
+                const xcVector<2>& centre) {
+    line.start = xcVector<2>(0.0, 0.0);
+    const std::vector<xcSynthPose> poses = xfSynthLayoutLine(font, em, line, globalScale);
+    const double a = line.angle * M_PI / 180.0;
+    const xcVector<2> dir(std::cos(a), std::sin(a)), up(std::sin(a), -std::cos(a));
+    const double length = (poses.back().position - poses.front().position).len() +
+                          0.6 * em * globalScale;
+    line.start = centre - dir * (0.5 * length) - up * (0.35 * em * globalScale);
+}
+
+bool inside(const xcSynthTruth& truth, double margin) {
+    for (const auto& c : truth.chars)
+        for (const auto& p : c.cell)
+            if (p.x() < margin || p.y() < margin || p.x() > truth.width - margin ||
+                p.y() > truth.height - margin)
+                return false;
+    return true;
+}
+
+Scene makeScene(const std::string& suite, long index, std::mt19937_64& rng,
+                const xcSynthFont& mono, const xcSynthFont& sans) {
+    std::uniform_real_distribution<double> u(0.0, 1.0);
+    Scene s;
+    s.font = index % 2 == 0 ? &mono : &sans;
+    const double em = 20.0 + 20.0 * u(rng);
+    xcSynthSceneParams& p = s.params;
+    p.pixelSize = em;
+    p.tones = xcSynthTones{eDarkOnLight, 30.0, 220.0};
+    p.blurSigma = 0.7;
+    p.noiseSigma = 4.0;
+    p.seed = rng();
+    const double angle = suite == "straight0" ? 0.0 : -180.0 + 360.0 * u(rng);
+    const xcVector<2> centre(320.0 + 30.0 * (u(rng) - 0.5), 240.0 + 30.0 * (u(rng) - 0.5));
+    // The longest line that fits across the image at this size (advances up to ~0.75 em).
+    const long fit = std::clamp(static_cast<long>(440.0 / (0.75 * em)), 8L, 20L);
+    std::uniform_int_distribution<long> len(8, fit);
+
+    if (suite == "circular") {
+        s.circular = true;
+        const double radius = std::min(100.0 + 100.0 * u(rng), 232.0 - 1.3 * em);
+        const long most = std::clamp(static_cast<long>(0.75 * 2 * M_PI * radius / (0.75 * em)),
+                                     8L, 20L);
+        xcSynthLineSpec l;
+        l.kind = xcSynthLineSpec::eCircular;
+        l.text = randomText(rng, std::uniform_int_distribution<long>(8, most)(rng));
+        l.centre = xcVector<2>(320.0, 240.0);
+        l.radius = radius;
+        l.startAngle = -180.0 + 360.0 * u(rng);
+        l.clockwise = index % 4 < 2;
+        p.lines.push_back(l);
+    } else if (suite == "two-lines") {
+        s.targetLines = 2;
+        const double a = angle * M_PI / 180.0;
+        const xcVector<2> normal(-std::sin(a), std::cos(a));
+        for (int k = 0; k < 2; ++k) {
+            xcSynthLineSpec l;
+            l.text = randomText(rng, std::uniform_int_distribution<long>(4, fit / 2 + 2)(rng));
+            l.angle = angle;
+            centreLine(*s.font, em, 1.0, l, centre + normal * ((k - 0.5) * 1.8 * em));
+            p.lines.push_back(l);
+        }
+    } else {
+        if (suite == "scale") {
+            p.globalScale = 0.8 + 0.4 * u(rng);
+            s.arrange.scaleRange(xcRange(0.8, 1.2));
+        }
+        xcSynthLineSpec l;
+        l.text = randomText(rng, len(rng));
+        l.angle = angle;
+        centreLine(*s.font, em, p.globalScale, l, centre);
+        p.lines.push_back(l);
+        if (suite == "missing") {
+            std::vector<long> inner;
+            for (long i = 1; i + 1 < static_cast<long>(l.text.size()); ++i)
+                if (l.text[static_cast<std::size_t>(i)] != L' ') inner.push_back(i);
+            p.missing = {inner[rng() % inner.size()]};
+        } else if (suite == "damaged") {
+            std::vector<long> drawn;
+            for (long i = 0; i < static_cast<long>(l.text.size()); ++i)
+                if (l.text[static_cast<std::size_t>(i)] != L' ') drawn.push_back(i);
+            std::shuffle(drawn.begin(), drawn.end(), rng);
+            p.damaged = {drawn[0], drawn[1]};
+            p.damageAmount = 0.4 + 0.2 * u(rng);
+        } else if (suite == "distractor") {
+            const double a = angle * M_PI / 180.0;
+            const xcVector<2> normal(-std::sin(a), std::cos(a));
+            xcSynthLineSpec d;
+            d.text = randomText(rng, len(rng));
+            d.angle = angle;
+            centreLine(*s.font, em, 1.0, d, centre + normal * (1.9 * em));
+            p.lines.push_back(d);
+        }
+    }
+    for (long k = 0; k < s.targetLines; ++k) s.target += p.lines[static_cast<std::size_t>(k)].text;
+    return s;
+}
+
+double percentile(std::vector<double> v, double q) {
+    if (v.empty()) return 0.0;
+    std::sort(v.begin(), v.end());
+    return v[static_cast<std::size_t>(std::min<double>(v.size() - 1, q * (v.size() - 1) + 0.5))];
+}
+
+// The shapes the arranger chose, read from its "Build arrangement" details.
+std::vector<std::wstring> lineShapes(const xcDiagObject& diag) {
+    std::vector<std::wstring> shapes;
+    for (long r = 0; r < diag.numRecords(); ++r) {
+        const xcDiagRecord* rec = diag.diagRecord(r);
+        if (rec->annotation() != L"Build arrangement") continue;
+        for (const xcDiagText& t : rec->texts()) {
+            if (t.name.rfind(L"Line #", 0) != 0 || t.name.find(L" details") == std::wstring::npos)
+                continue;
+            const std::size_t nl = t.text.find(L'\n');
+            shapes.push_back(t.text.substr(nl + 1, t.text.find(L',', nl) - nl - 1));
+        }
+    }
+    return shapes;
+}
+
+void runScene(const Scene& s, const std::string& suite, Tally& t, bool verbose) {
+    const xcSynthScene scene = xfSynthScene(*s.font, s.params);
+    if (!inside(scene.truth, 4.0)) return;  // rare: a layout that leaves the image
+    xcSynthGlyphParams gp;
+    gp.pixelSize = s.params.pixelSize;
+    gp.tones = s.params.tones;
+    const auto alphabet = xfSynthAlphabet(*s.font, s.target, gp);
+    const std::vector<long> keys = xfSynthKeys(s.target);
+
+    xcOCArrangeResults r;
+    const auto t0 = std::chrono::steady_clock::now();
+    xfOCArrange(scene.image, *alphabet, keys, s.arrange, r);
+    t.ms.push_back(
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count());
+    ++t.scenes;
+
+    xcDiagObject diag;
+    xcOCArrangeResults again;
+    xfOCArrange(scene.image, *alphabet, keys, s.arrange, again, &diag, 0x40000);
+    const std::vector<std::wstring> shapes = lineShapes(diag);
+    bool right = r.arrangement() && r.arrangement()->numLines() == s.targetLines &&
+                 static_cast<long>(shapes.size()) == s.targetLines;
+    for (const auto& shape : shapes) right = right && (shape == L"Circular") == s.circular;
+
+    bool damagedRun07 = false;
+    xcOCArrangeResults r07;
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        const xcSynthCharTruth& c = scene.truth.chars[i];
+        const auto status = r.statusFlags()[i];
+        const xcXform<2> pose = xfOCArrangeCharPose(r, static_cast<long>(i));
+        const double dist = (pose.trans() - c.pose.position).len();
+        const double ang =
+            std::abs(std::remainder(std::atan2(pose.matrix()(1, 0) - pose.matrix()(0, 1),
+                                               pose.matrix()(0, 0) + pose.matrix()(1, 1)) *
+                                            180.0 / M_PI -
+                                        c.pose.angle,
+                                    360.0));
+        if (c.missing) {
+            ++t.missing;
+            t.missingMatched += status == xcOCArrangeDefs::eMatched;
+            t.missingInferredNear += status == xcOCArrangeDefs::eInferred && dist <= 1.0;
+        } else if (c.damaged) {
+            ++t.damaged;
+            t.damagedMatched += status == xcOCArrangeDefs::eMatched;
+            if (!damagedRun07) {
+                xcOCArrangeParams p07 = s.arrange;
+                p07.minMatchScore(0.7);
+                xfOCArrange(scene.image, *alphabet, keys, p07, r07);
+                damagedRun07 = true;
+            }
+            t.damagedMatched07 += r07.statusFlags()[i] == xcOCArrangeDefs::eMatched;
+        } else if (c.drawn) {
+            ++t.intact;
+            const bool ok = status == xcOCArrangeDefs::eMatched && dist <= 0.5 && ang <= 1.0;
+            t.intactOk += ok;
+            if (!ok) {
+                ++t.misses[static_cast<wchar_t>(c.code)];
+                right = right && status == xcOCArrangeDefs::eMatched;
+                if (verbose)
+                    std::printf("  %s miss '%lc' at %zu: status %d, %.2f px, %.2f deg, seed %llu\n",
+                                suite.c_str(), static_cast<wint_t>(c.code), i, int(status), dist,
+                                ang, static_cast<unsigned long long>(s.params.seed));
+            }
+        }
+    }
+    t.scenesRight += right;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options o;
+    if (!parse(argc, argv, o)) {
+        std::fprintf(stderr,
+                     "usage: bench_arrange_accuracy [--scenes=N] [--seed=S] [--suite=NAME] "
+                     "[--verbose]\n");
+        return 2;
+    }
+    const xcSynthFont mono("DejaVuSansMono.ttf"), sans("DejaVuSans.ttf");
+    const char* suites[] = {"straight0", "straight", "circular", "two-lines", "scale",
+                            "missing",   "damaged",  "distractor"};
+    std::printf("| suite | scenes | intact matched <= 0.5 px, 1 deg | missing matched | missing "
+                "inferred <= 1 px | damaged matched (0.4 / 0.7) | lines and shapes right | "
+                "median ms | p95 ms |\n|---|---|---|---|---|---|---|---|---|\n");
+    for (const char* name : suites) {
+        if (!o.suite.empty() && o.suite != name) continue;
+        std::mt19937_64 rng(o.seed * 1000003ULL + std::hash<std::string>()(name));
+        Tally t;
+        for (long i = 0; i < o.scenes; ++i)
+            runScene(makeScene(name, i, rng, mono, sans), name, t, o.verbose);
+        auto pct = [](long a, long b) { return b ? 100.0 * double(a) / double(b) : 0.0; };
+        std::printf("| %s | %ld | %ld / %ld (%.2f %%) | %ld / %ld | %ld / %ld | %ld / %ld, %ld / "
+                    "%ld | %ld / %ld | %.1f | %.1f |\n",
+                    name, t.scenes, t.intactOk, t.intact, pct(t.intactOk, t.intact),
+                    t.missingMatched, t.missing, t.missingInferredNear, t.missing,
+                    t.damagedMatched, t.damaged, t.damagedMatched07, t.damaged, t.scenesRight,
+                    t.scenes, percentile(t.ms, 0.5), percentile(t.ms, 0.95));
+        if (!t.misses.empty()) {
+            std::printf("|   misses by character: ");
+            for (const auto& [c, n] : t.misses) std::printf("%lc %ld  ", static_cast<wint_t>(c), n);
+            std::printf("| | | | | | | |\n");
+        }
+        std::fflush(stdout);
+    }
+    return 0;
+}
