@@ -20,7 +20,7 @@
 #include "oc/extract/extract_result.h"
 #include "platform/core/timer.h"
 #include "tools/synth/scene.h"
-#include "tools/synth_alphabet/synth_alphabet.h"
+#include "tools/fontkit/synth_alphabet.h"
 
 // ---- Heap accounting: live bytes and their peak, for every allocation of the process -------
 namespace {
@@ -57,7 +57,7 @@ namespace {
 const std::wstring kText = L"QX7K2R9MAQ4TQXK2";
 
 struct Fixture {
-    xcSynthFont font{"DejaVuSansMono.ttf"};
+    xcSynthFont font{xcSynthFont::locate("DejaVuSansMono.ttf")};
     xcPtrHandle<xcOCAlphabet> alphabet;
     std::vector<long> keys = xfSynthKeys(kText);
     std::vector<xcSynthScene> scenes;  // several angles, so that the median covers them

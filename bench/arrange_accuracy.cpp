@@ -33,7 +33,7 @@
 #include "tools/synth/font.h"
 #include "tools/synth/layout.h"
 #include "tools/synth/scene.h"
-#include "tools/synth_alphabet/synth_alphabet.h"
+#include "tools/fontkit/synth_alphabet.h"
 
 namespace {
 
@@ -297,7 +297,8 @@ int main(int argc, char** argv) {
                      "[--verbose]\n");
         return 2;
     }
-    const xcSynthFont mono("DejaVuSansMono.ttf"), sans("DejaVuSans.ttf");
+    const xcSynthFont mono(xcSynthFont::locate("DejaVuSansMono.ttf")),
+        sans(xcSynthFont::locate("DejaVuSans.ttf"));
     const char* suites[] = {"straight0", "straight", "circular", "two-lines", "scale",
                             "missing",   "damaged",  "distractor"};
     std::printf("| suite | scenes | intact matched <= 0.5 px, 1 deg | missing matched | missing "

@@ -13,7 +13,7 @@
 #include "oc/arrange/arrange.h"
 #include "tools/synth/font.h"
 #include "tools/synth/scene.h"
-#include "tools/synth_alphabet/synth_alphabet.h"
+#include "tools/fontkit/synth_alphabet.h"
 
 namespace arrange_test {
 
@@ -23,7 +23,7 @@ constexpr double kEm = 28.0;
 inline const xcSynthFont& font(const std::string& file) {
     static std::map<std::string, std::unique_ptr<xcSynthFont>> fonts;
     auto& f = fonts[file];
-    if (!f) f = std::make_unique<xcSynthFont>(file);
+    if (!f) f = std::make_unique<xcSynthFont>(xcSynthFont::locate(file));
     return *f;
 }
 inline const xcSynthFont& mono() { return font("DejaVuSansMono.ttf"); }

@@ -1,4 +1,4 @@
-#include "tools/synth_alphabet/synth_alphabet.h"
+#include "tools/fontkit/synth_alphabet.h"
 
 #include <set>
 
