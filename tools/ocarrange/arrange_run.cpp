@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "oc/arrange/arrange_report.h"
+#include "oc/font/model.h"
 #include "platform/core/char_code.h"
 #include "platform/diag/diag_object.h"
 #include "platform/diag/html_writer.h"
@@ -59,7 +60,14 @@ std::string number(double v, int decimals) {
 
 long xcArrangeRun::numMatched() const {
     long n = 0;
-    for (auto s : results.statusFlags()) n += s == xcOCArrangeDefs::eMatched;
+    for (std::size_t i = 0; i < results.statusFlags().size(); ++i)
+        n += results.statusFlags()[i] == xcOCArrangeDefs::eMatched && !blank[i];
+    return n;
+}
+
+long xcArrangeRun::numNeeded() const {
+    long n = 0;
+    for (char b : blank) n += !b;
     return n;
 }
 
@@ -69,7 +77,11 @@ xcArrangeRun xfRunArrange(const xcPelBuffer_const<unsigned char>& image,
                           const xcOCArrangeParams& params, const std::filesystem::path& report) {
     xcArrangeRun run;
     run.target = target;
-    for (wchar_t c : target) run.keys.push_back(static_cast<long>(c));
+    for (wchar_t c : target) {
+        run.keys.push_back(static_cast<long>(c));
+        run.blank.push_back(alphabet.hasCharacter(run.keys.back()) &&
+                            alphabet.character(run.keys.back())->charType() == xcOCModel::eBlank);
+    }
     xcDiagObject diag;
     xcDiagObject* d = report.empty() ? nullptr : &diag;
     const unsigned long flags = d ? 0x70000 : 0;
@@ -88,10 +100,12 @@ xcArrangeRun xfRunArrange(const xcPelBuffer_const<unsigned char>& image,
 }
 
 std::string xfArrangeVerdict(const xcArrangeRun& run) {
-    char buf[160];
-    const long n = static_cast<long>(run.keys.size()), m = run.numMatched();
-    std::snprintf(buf, sizeof buf, "%s  %ld of %ld matched%s  (%.1f ms)",
-                  m == n ? "PASS" : "FAIL", m, n,
+    char buf[200];
+    const long n = run.numNeeded(), m = run.numMatched();
+    const long spaces = static_cast<long>(run.keys.size()) - n;
+    std::snprintf(buf, sizeof buf, "%s  %ld of %ld characters matched%s%s  (%.1f ms)",
+                  run.allMatched() ? "PASS" : "FAIL", m, n,
+                  spaces ? (", " + std::to_string(spaces) + (spaces == 1 ? " space" : " spaces")).c_str() : "",
                   run.results.isSearchTruncated() ? ", search truncated" : "", run.milliseconds);
     return buf;
 }
