@@ -42,14 +42,6 @@ xcPelBuffer<unsigned char> xf_RemapMask(const xcPelBuffer_const<unsigned char>& 
     return out;
 }
 
-// Whether the image's client frame is mirrored (negative determinant at the image centre).
-bool xf_IsClientFrameFlipped(const xcPelBuffer_const<unsigned char>& image) {
-    const xcVector<2> centre(image.offset().x + 0.5 * image.width(),
-                             image.offset().y + 0.5 * image.height());
-    const xcXform<2> x = image.clientFromImageXformBase().linearAt(centre).xform();
-    return x.matrix().determinant() < 0.0;
-}
-
 std::vector<xc_CharData> xf_MakeCharData(const xcOCAlphabet& alphabet,
                                          const std::vector<long>& keys) {
     std::vector<xc_CharData> chars(keys.size());

@@ -4,11 +4,10 @@
 #include <cmath>
 #include <cstdio>
 
-#include "oc/arrange/arrange_report.h"
+#include "oc/arrange/arrange_diags_page.h"
 #include "oc/font/model.h"
 #include "platform/core/char_code.h"
 #include "platform/diag/diag_object.h"
-#include "platform/diag/html_writer.h"
 
 namespace {
 
@@ -93,9 +92,8 @@ xcArrangeRun xfRunArrange(const xcPelBuffer_const<unsigned char>& image,
     run.milliseconds =
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
     if (d)
-        xfWriteDiagHtml(diag, report,
-                        xfArrangeReportPage(diag, alphabet, run.keys, run.results,
-                                            run.milliseconds));
+        xf_WriteArrangeReport(diag, report, run.keys, alphabet, run.results,
+                              run.milliseconds / 1000.0);
     return run;
 }
 
