@@ -106,7 +106,11 @@ public:
     // character that cannot be trained, placed or resampled: xcOCDefs::BadParams "A character
     // image is too large to resample into the reference geometry.", core and tool errors) and
     // the calling thread's abort or time-out end the compile with that error and leave the
-    // alphabet not compiled; a later compile starts again.
+    // alphabet not compiled; a later compile starts again. A blank character whose image area
+    // exceeds the blankness sampling limits (more than 2^24 pixels or 32767 on a side:
+    // xcAffineClippingLimits) fails before any work with xcOCDefs::BadParams "A blank
+    // character's image area is too large to score: at most 16777216 pixels and 32767 on a
+    // side.".
     void compile(xcDiagObject* diag = nullptr, unsigned long flags = 0);
 
     // The same characters (models equal by value, index by index), name, threshold (exactly)

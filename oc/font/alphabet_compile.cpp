@@ -244,6 +244,18 @@ void xcOCAlphabet::compile(xcDiagObject* diag, unsigned long flags) {
         xf_AddAlphabet(diag, this, L"Alphabet Compilation Input", true);
 
     if (!m_compiled) {
+        // A blank row samples the normal characters over the blank's image area, which no
+        // image bounds: an area beyond the sampling limits fails here, before any work.
+        for (const auto& c : m_characters) {
+            const xcPelRect& area = c->imageArea();
+            if (c->charType() == xcOCModel::eBlank &&
+                (area.width() > xcAffineClippingLimits::kMaxOutputSide ||
+                 area.height() > xcAffineClippingLimits::kMaxOutputSide ||
+                 area.area() > xcAffineClippingLimits::kMaxOutputPels))
+                throw xcOCDefs::BadParams(
+                    L"A blank character's image area is too large to score: at most 16777216 "
+                    L"pixels and 32767 on a side.");
+        }
         xcPersistent::mutating();
         const long n = numChars();
         m_compiled = false;

@@ -1,5 +1,8 @@
 #include "oc/imageutil/affine_clipping.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "platform/clevel/assert.h"
 #include "platform/core/histo_stats.h"
 #include "platform/core/math_util.h"
@@ -20,6 +23,10 @@ void xfAffineTransformWithClipping(const xcPelBuffer_const<unsigned char>& sourc
     if (outImage.isBound()) xstd_assert_(__LINE__, "out image must be unbound");
     if (sourceMask.isBound() && sourceMask.window() != source.window())
         xstd_assert_(__LINE__, "source mask window must equal the source window");
+    if (params.nx() > xcAffineClippingLimits::kMaxOutputSide ||
+        params.ny() > xcAffineClippingLimits::kMaxOutputSide ||
+        params.nx() * params.ny() > xcAffineClippingLimits::kMaxOutputPels)
+        xstd_assert_(__LINE__, "output larger than 2^24 pixels or 32767 on a side");
 
     // The mask is read in the source's client frame.
     xcPelBuffer_const<unsigned char> mask = sourceMask;
@@ -36,10 +43,24 @@ void xfAffineTransformWithClipping(const xcPelBuffer_const<unsigned char>& sourc
 
     // The sampled area in source image coordinates, with a margin for the interpolation.
     const xcRect r = params.rect().boundingBox(source.imageFromClientXform());
-    const long x0 = xfIFloor(r.ul().x() - kClipMargin);
-    const long y0 = xfIFloor(r.ul().y() - kClipMargin);
-    const xcPelRect padWindow(x0, y0, xfICeil(r.size().x() + 2 * kClipMargin),
-                              xfICeil(r.size().y() + 2 * kClipMargin));
+    // Beyond the source grown by the margin the padding is uniform, and a sample there reads
+    // the nearest pixel of the padded window, which is padding too: the padded window need
+    // not reach further, so its memory stays bounded by the source's however far the
+    // rectangle reaches (computed in doubles, as the rectangle may lie far outside longs).
+    const double m = kClipMargin;
+    const xcPelRect& sw = source.window();
+    const double gx0 = static_cast<double>(sw.x()) - m, gy0 = static_cast<double>(sw.y()) - m;
+    const double gx1 = static_cast<double>(sw.x() + sw.width()) + m;
+    const double gy1 = static_cast<double>(sw.y() + sw.height()) + m;
+    const double px0 = std::floor(r.ul().x() - m), py0 = std::floor(r.ul().y() - m);
+    const double px1 = px0 + std::ceil(r.size().x() + 2 * m);
+    const double py1 = py0 + std::ceil(r.size().y() + 2 * m);
+    const double x0 = std::max(px0, gx0), y0 = std::max(py0, gy0);
+    const double x1 = std::min(px1, gx1), y1 = std::min(py1, gy1);
+    const xcPelRect padWindow =
+        x0 < x1 && y0 < y1
+            ? xcPelRect(xfIFloor(x0), xfIFloor(y0), xfIFloor(x1 - x0), xfIFloor(y1 - y0))
+            : xcPelRect(xfIFloor(gx0), xfIFloor(gy0), xfIFloor(gx1 - gx0), xfIFloor(gy1 - gy0));
 
     xcPelBuffer_const<unsigned char> padded = source;
     xcPelBuffer_const<unsigned char> paddedMask = mask;

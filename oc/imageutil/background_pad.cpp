@@ -10,6 +10,8 @@
 #include "platform/core/status.h"
 
 void xf_OCRunningMedian(unsigned char* line, long n) {
+    if (n < 0) xstd_assert_(__LINE__, "negative line length");
+    if (line == nullptr && n > 0) xstd_assert_(__LINE__, "null line");
     const long h = n / 4;
     if (h == 0) return;
     std::vector<unsigned char> out(static_cast<std::size_t>(n));

@@ -26,5 +26,6 @@ void xf_OCBackgroundPadImage(xcPelBuffer_const<unsigned char>& image,
                              xcPelBuffer_const<unsigned char>& mask, unsigned char careValue,
                              const xcPelRect& rect, bool& ok);
 
-// The running-median filter of a line, in place (exposed for tests).
+// The running-median filter of a line, in place (exposed for tests). A negative n, or a null
+// line with n > 0, is a broken precondition (xstd_assert_).
 void xf_OCRunningMedian(unsigned char* line, long n);

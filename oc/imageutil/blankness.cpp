@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "oc/imageutil/affine_clipping.h"
+#include "platform/clevel/assert.h"
 #include "platform/core/affine_rectangle.h"
 #include "platform/core/pel_ops.h"
 #include "platform/vision/correlation.h"
@@ -43,6 +44,12 @@ double xfScoreBlankness(const xcPelBuffer_const<unsigned char>& target,
                         const xcPelBuffer_const<unsigned char>& modelImage,
                         const xcPelRect& modelArea,
                         const xcPelBuffer_const<unsigned char>& modelMask) {
+    // The sample counts are signed 16-bit numbers: an area beyond them is refused, not wrapped.
+    if (modelArea.width() > xcAffineClippingLimits::kMaxOutputSide ||
+        modelArea.height() > xcAffineClippingLimits::kMaxOutputSide ||
+        modelArea.area() > xcAffineClippingLimits::kMaxOutputPels)
+        xstd_assert_(__LINE__, "model area larger than 2^24 pixels or 32767 on a side");
+
     // The model area placed in the target's client coordinates.
     const xcAffineRectangle area(modelArea.ul().toVector(), modelArea.ur().toVector(),
                                  modelArea.ll().toVector());

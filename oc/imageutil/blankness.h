@@ -9,13 +9,17 @@
 // the patch is too small to shift), 0.0 for a patch whose grey variance is at most 1.0.
 #pragma once
 
+#include "oc/imageutil/affine_clipping.h"
 #include "platform/core/pel_buffer.h"
 #include "platform/core/xform.h"
 
 // target / targetMask: the image scored (mask 255 = use, 0 = leave out; unbound for none).
 // clientTransform maps the model's client coordinates into the target's client coordinates.
 // modelArea is in the model image's pixel coordinates; modelMask (255 = use) may be unbound.
-// Polls xcAttention::check() while correlating.
+// Polls xcAttention::check() while correlating. A model area beyond the sampling limits of
+// xfAffineTransformWithClipping (xcAffineClippingLimits: 2^24 pixels, 32767 on a side) is a
+// broken precondition (xstd_assert_), as are that function's own; the memory taken follows
+// the area and the target's size.
 double xfScoreBlankness(const xcPelBuffer_const<unsigned char>& target,
                         const xcPelBuffer_const<unsigned char>& targetMask,
                         const xcXform<2>& clientTransform,

@@ -42,7 +42,9 @@
 // than the bytes left, a bad tag, an unknown class name, a bad back reference) throws
 // xcArchive::BadData naming what was wrong and the byte offset; a version byte newer than a
 // class knows throws xcArchive::UnknownVersion. No count is trusted before it is checked
-// against the bytes left. A failed exchange of a composite operand (a string, a vector, a
+// against the bytes left. Persistent objects nest (an object inside an object, by value or
+// behind a pointer) at most kMaxNesting deep: a deeper one throws BadData in both directions,
+// so that a hostile stream cannot exhaust the stack. A failed exchange of a composite operand (a string, a vector, a
 // persistent object or pointer, anything opened with an xcArchive::Exchange) leaves the
 // archive as it was before the exchange: when storing, its bytes are taken back; when
 // loading, the read position returns to where it was and the objects it made are released.
@@ -90,6 +92,8 @@ public:
     enum Mode { eLoad, eStore };
     // The format number written after the magic bytes; the only one read.
     static constexpr std::uint32_t kFormat = 1;
+    // The deepest nesting of persistent objects exchanged (the outermost object is level 1).
+    static constexpr std::size_t kMaxNesting = 128;
 
     // Stores into memory; bytes() gives the stream.
     xcArchive();

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -28,28 +29,50 @@ struct Fd {
 
 std::wstring xf_IOName(const std::filesystem::path& path) { return xfFromUtf8(path.string()); }
 
-std::vector<unsigned char> xf_ReadFileBytes(const std::filesystem::path& path) {
+std::vector<unsigned char> xf_ReadFileBytes(const std::filesystem::path& path,
+                                            std::uint64_t maxBytes, std::size_t headBytes,
+                                            const xf_FileHeadCheck& checkHead) {
+    const auto fail = [&](const std::wstring& why) {
+        throw xcIOError(L"Cannot read '" + xf_IOName(path) + L"': " + why);
+    };
     Fd f;
-    f.fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Non-blocking, so that opening a FIFO without a writer returns at once.
+    f.fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (f.fd < 0) throw xcIOError(L"Cannot open '" + xf_IOName(path) + L"': " + reason(errno));
     struct stat st {};
-    if (::fstat(f.fd, &st) != 0)
-        throw xcIOError(L"Cannot read '" + xf_IOName(path) + L"': " + reason(errno));
-    if (S_ISDIR(st.st_mode))
-        throw xcIOError(L"Cannot read '" + xf_IOName(path) + L"': it is a directory");
+    if (::fstat(f.fd, &st) != 0) fail(reason(errno));
+    if (S_ISDIR(st.st_mode)) fail(L"it is a directory");
+    if (!S_ISREG(st.st_mode)) fail(L"it is not a regular file (a device, a FIFO or a socket)");
+    const auto tooLarge = [&](std::uint64_t size) {
+        fail(L"the file has " + std::to_wstring(size) + L" bytes, more than the " +
+             std::to_wstring(maxBytes) + L" it may have");
+    };
+    if (static_cast<std::uint64_t>(st.st_size) > maxBytes)
+        tooLarge(static_cast<std::uint64_t>(st.st_size));
 
     std::vector<unsigned char> bytes;
-    if (S_ISREG(st.st_mode) && st.st_size > 0) bytes.reserve(static_cast<std::size_t>(st.st_size));
-    unsigned char chunk[1 << 16];
-    for (;;) {
-        const ssize_t n = ::read(f.fd, chunk, sizeof chunk);
-        if (n == 0) break;
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            throw xcIOError(L"Cannot read '" + xf_IOName(path) + L"': " + reason(errno));
+    const auto readUpTo = [&](std::size_t want) {
+        unsigned char chunk[1 << 16];
+        while (bytes.size() < want) {
+            const std::size_t ask = std::min(sizeof chunk, want - bytes.size());
+            const ssize_t n = ::read(f.fd, chunk, ask);
+            if (n == 0) return false;
+            if (n < 0) {
+                if (errno == EINTR) continue;
+                fail(reason(errno));
+            }
+            bytes.insert(bytes.end(), chunk, chunk + n);
         }
-        bytes.insert(bytes.end(), chunk, chunk + n);
+        return true;
+    };
+    bool more = true;
+    if (checkHead) {
+        more = readUpTo(headBytes);
+        checkHead(bytes.data(), bytes.size());
     }
+    bytes.reserve(static_cast<std::size_t>(st.st_size));
+    // The file may grow while it is read: one byte beyond the limit is enough to refuse it.
+    if (more && readUpTo(static_cast<std::size_t>(maxBytes) + 1)) tooLarge(bytes.size());
     return bytes;
 }
 

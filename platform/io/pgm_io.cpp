@@ -6,10 +6,9 @@
 #include "platform/core/exception.h"
 #include "platform/core/text.h"
 #include "platform/io/file_bytes.h"
+#include "platform/io/image_limits.h"
 
 namespace {
-
-constexpr long kMaxPixels = 1L << 28;
 
 bool isSpace(unsigned char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\v' || c == '\f';
@@ -84,7 +83,7 @@ xcPelBuffer<unsigned char> xf_DecodePgm(const unsigned char* data, std::size_t s
     if (width == 0 || height == 0) header.fail(L"the image has no pixels");
     if (maxval == 0 || maxval > 65535)
         header.fail(L"maxval " + xfStr(maxval) + L" is not between 1 and 65535");
-    if (width > kMaxPixels / height)
+    if (width > xcImageLimits::kMaxPixels / height)
         header.fail(L"an image of " + xfStr(width) + L" x " + xfStr(height) +
                     L" pixels is too large");
     const std::size_t sampleBytes = maxval < 256 ? 1 : 2;
@@ -134,8 +133,14 @@ xcPelBuffer<unsigned char> xfDecodePgm(const unsigned char* data, std::size_t si
 }
 
 xcPelBuffer<unsigned char> xfReadPgm(const std::filesystem::path& path) {
-    const std::vector<unsigned char> bytes = xf_ReadFileBytes(path);
-    return xf_DecodePgm(bytes.data(), bytes.size(), L"PGM file '" + xf_IOName(path) + L"'");
+    const std::wstring what = L"PGM file '" + xf_IOName(path) + L"'";
+    // The magic is checked from the first bytes; the decoder names what is wrong with them.
+    const auto checkHead = [&](const unsigned char* head, std::size_t size) {
+        if (!xfIsPgmData(head, size)) xf_DecodePgm(head, size, what);
+    };
+    const std::vector<unsigned char> bytes =
+        xf_ReadFileBytes(path, xcImageLimits::kMaxFileBytes, 2, checkHead);
+    return xf_DecodePgm(bytes.data(), bytes.size(), what);
 }
 
 std::vector<unsigned char> xfEncodePgm(const xcPelBuffer_const<unsigned char>& image) {

@@ -12,7 +12,9 @@
 //
 // Errors: a missing, unreadable, truncated or malformed file (bad magic, bad or missing
 // numbers, a zero size, maxval 0 or above 65535, a sample above maxval) throws xcIOError naming
-// the file and the reason. Writing an unbound buffer throws xcPel::UnboundWindow and an empty
+// the file and the reason. An image above xcImageLimits::kMaxPixels pixels is refused from its
+// header, and a file that is not a regular file, is larger than xcImageLimits::kMaxFileBytes or
+// does not start with "P5" from its first bytes (image_limits.h). Writing an unbound buffer throws xcPel::UnboundWindow and an empty
 // window xcBadArgument; a destination that cannot be written throws xcIOError and leaves no
 // file (the previous file, if any, is kept).
 #pragma once
@@ -23,6 +25,7 @@
 #include <vector>
 
 #include "platform/core/pel_buffer.h"
+#include "platform/io/image_limits.h"
 
 // Reads the binary PGM file at `path`.
 xcPelBuffer<unsigned char> xfReadPgm(const std::filesystem::path& path);

@@ -2,6 +2,7 @@
 
 #include <png.h>
 
+#include <algorithm>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +13,7 @@
 #include "platform/core/exception.h"
 #include "platform/core/text.h"
 #include "platform/io/file_bytes.h"
+#include "platform/io/image_limits.h"
 
 // libpng reports errors by longjmp. Every function below that sets a jump point holds only
 // plain data (no object with a destructor) between setjmp and its return, and the jump never
@@ -20,13 +22,12 @@
 
 namespace {
 
-constexpr long kMaxPixels = 1L << 28;
-
 // Plain state shared with the libpng callbacks.
 struct PngState {
     png_structp png = nullptr;
     png_infop info = nullptr;
     char message[256] = {};
+    char detail[128] = {};  // our own error text handed to png_error
     // Reading: the bytes and the position in them.
     const unsigned char* data = nullptr;
     std::size_t size = 0;
@@ -74,23 +75,12 @@ struct PngHeader {
     int channels = 0;  // after expansion: 1 G, 2 GA, 3 RGB, 4 RGBA, 8 bits each
     int passes = 1;
     std::size_t rowBytes = 0;
+    // Palette images are read as one index a byte and converted here, so that an index
+    // beyond the palette is seen: the grey of each entry (alpha over white) and the count.
+    bool palette = false;
+    int paletteSize = 0;
+    unsigned char paletteGrey[256] = {};
 };
-
-// Reads the header and sets the expansions. False on a libpng error.
-bool readHeader(PngState* st, PngHeader* h) {
-    if (setjmp(png_jmpbuf(st->png))) return false;
-    png_set_benign_errors(st->png, 0);  // a damaged stream is an error, not a warning
-    png_read_info(st->png, st->info);
-    png_set_expand(st->png);    // palette to RGB, low bit depths to 8, tRNS to alpha
-    png_set_scale_16(st->png);  // 16 to 8 bits, rounded
-    h->passes = png_set_interlace_handling(st->png);
-    png_read_update_info(st->png, st->info);
-    h->width = png_get_image_width(st->png, st->info);
-    h->height = png_get_image_height(st->png, st->info);
-    h->channels = png_get_channels(st->png, st->info);
-    h->rowBytes = png_get_rowbytes(st->png, st->info);
-    return true;
-}
 
 inline unsigned char luma(unsigned r, unsigned g, unsigned b) {
     // 0.299, 0.587, 0.114 in 16-bit fixed point; the weights sum to 65536.
@@ -99,6 +89,37 @@ inline unsigned char luma(unsigned r, unsigned g, unsigned b) {
 
 inline unsigned char overWhite(unsigned v, unsigned a) {
     return static_cast<unsigned char>((v * a + 255u * (255u - a) + 127u) / 255u);
+}
+
+// Reads the header and sets the expansions. False on a libpng error.
+bool readHeader(PngState* st, PngHeader* h) {
+    if (setjmp(png_jmpbuf(st->png))) return false;
+    png_set_benign_errors(st->png, 0);  // a damaged stream is an error, not a warning
+    png_read_info(st->png, st->info);
+    if (png_get_color_type(st->png, st->info) == PNG_COLOR_TYPE_PALETTE) {
+        h->palette = true;
+        png_colorp colours = nullptr;
+        png_bytep alpha = nullptr;
+        int alphas = 0;
+        if (!png_get_PLTE(st->png, st->info, &colours, &h->paletteSize)) h->paletteSize = 0;
+        if (!png_get_tRNS(st->png, st->info, &alpha, &alphas, nullptr)) alphas = 0;
+        for (int i = 0; i < h->paletteSize && i < 256; ++i) {
+            const unsigned a = i < alphas ? alpha[i] : 255u;
+            h->paletteGrey[i] =
+                overWhite(luma(colours[i].red, colours[i].green, colours[i].blue), a);
+        }
+        png_set_packing(st->png);  // indices of 1, 2 or 4 bits to one a byte
+    } else {
+        png_set_expand(st->png);  // low bit depths to 8, tRNS to alpha
+    }
+    png_set_scale_16(st->png);  // 16 to 8 bits, rounded
+    h->passes = png_set_interlace_handling(st->png);
+    png_read_update_info(st->png, st->info);
+    h->width = png_get_image_width(st->png, st->info);
+    h->height = png_get_image_height(st->png, st->info);
+    h->channels = png_get_channels(st->png, st->info);
+    h->rowBytes = png_get_rowbytes(st->png, st->info);
+    return true;
 }
 
 void rowToGrey(const unsigned char* in, int channels, long width, unsigned char* out) {
@@ -119,25 +140,47 @@ void rowToGrey(const unsigned char* in, int channels, long width, unsigned char*
     }
 }
 
+// Palette indices to grey; an index beyond the palette is a libpng error of ours.
+void paletteToGrey(PngState* st, const PngHeader* h, const unsigned char* in, long width,
+                   long y, unsigned char* out) {
+    for (long x = 0; x < width; ++x) {
+        if (in[x] >= h->paletteSize) {
+            std::snprintf(st->detail, sizeof st->detail,
+                          "palette index %d at (%ld, %ld) is beyond the palette of %d entries",
+                          in[x], x, y, h->paletteSize);
+            png_error(st->png, st->detail);
+        }
+        out[x] = h->paletteGrey[in[x]];
+    }
+}
+
+void convertRow(PngState* st, const PngHeader* h, const unsigned char* in, long y,
+                unsigned char* out) {
+    const long width = static_cast<long>(h->width);
+    if (h->palette)
+        paletteToGrey(st, h, in, width, y, out);
+    else
+        rowToGrey(in, h->channels, width, out);
+}
+
 // Reads the rows into `decoded` (one row, or every row when interlaced) and converts them to
 // grey rows `stride` bytes apart from `grey`. False on a libpng error.
 bool readRows(PngState* st, const PngHeader* h, unsigned char* decoded, unsigned char* grey,
               long stride) {
     if (setjmp(png_jmpbuf(st->png))) return false;
-    const long width = static_cast<long>(h->width);
     const long height = static_cast<long>(h->height);
     if (h->passes == 1) {
         for (long y = 0; y < height; ++y) {
             png_read_row(st->png, decoded, nullptr);
-            rowToGrey(decoded, h->channels, width, grey + y * stride);
+            convertRow(st, h, decoded, y, grey + y * stride);
         }
     } else {
         for (int pass = 0; pass < h->passes; ++pass)
             for (long y = 0; y < height; ++y)
                 png_read_row(st->png, decoded + static_cast<std::size_t>(y) * h->rowBytes, nullptr);
         for (long y = 0; y < height; ++y)
-            rowToGrey(decoded + static_cast<std::size_t>(y) * h->rowBytes, h->channels, width,
-                      grey + y * stride);
+            convertRow(st, h, decoded + static_cast<std::size_t>(y) * h->rowBytes, y,
+                       grey + y * stride);
     }
     png_read_end(st->png, nullptr);
     return true;
@@ -177,6 +220,10 @@ bool xfIsPngData(const unsigned char* data, std::size_t size) {
     return data && size >= 8 && png_sig_cmp(data, 0, 8) == 0;
 }
 
+bool xf_MayBePng(const unsigned char* data, std::size_t size) {
+    return data && size > 0 && png_sig_cmp(data, 0, std::min<std::size_t>(size, 8)) == 0;
+}
+
 xcPelBuffer<unsigned char> xf_DecodePng(const unsigned char* data, std::size_t size,
                                         const std::wstring& what) {
     const std::wstring prefix = L"Cannot read " + what + L": ";
@@ -198,7 +245,7 @@ xcPelBuffer<unsigned char> xf_DecodePng(const unsigned char* data, std::size_t s
     if (!readHeader(&st, &h)) throw xcIOError(prefix + libpngMessage(st));
     const long width = static_cast<long>(h.width), height = static_cast<long>(h.height);
     if (width <= 0 || height <= 0) throw xcIOError(prefix + L"the image has no pixels");
-    if (width > kMaxPixels / height)
+    if (width > xcImageLimits::kMaxPixels / height)
         throw xcIOError(prefix + L"an image of " + xfStr(width) + L" x " + xfStr(height) +
                         L" pixels is too large");
 
@@ -226,8 +273,14 @@ xcPelBuffer<unsigned char> xfDecodePng(const unsigned char* data, std::size_t si
 }
 
 xcPelBuffer<unsigned char> xfReadPng(const std::filesystem::path& path) {
-    const std::vector<unsigned char> bytes = xf_ReadFileBytes(path);
-    return xf_DecodePng(bytes.data(), bytes.size(), L"PNG file '" + xf_IOName(path) + L"'");
+    const std::wstring what = L"PNG file '" + xf_IOName(path) + L"'";
+    // The signature is checked from the first bytes; the decoder names what is wrong with them.
+    const auto checkHead = [&](const unsigned char* head, std::size_t size) {
+        if (!xf_MayBePng(head, size)) xf_DecodePng(head, size, what);
+    };
+    const std::vector<unsigned char> bytes =
+        xf_ReadFileBytes(path, xcImageLimits::kMaxFileBytes, 8, checkHead);
+    return xf_DecodePng(bytes.data(), bytes.size(), what);
 }
 
 std::vector<unsigned char> xfEncodePng(const xcPelBuffer_const<unsigned char>& image) {

@@ -16,8 +16,10 @@
 // and the transform are not stored.
 //
 // Errors: a missing, unreadable, truncated or corrupt file, or one that is not a PNG, throws
-// xcIOError whose message names the file and the reason. An image above 2^28 pixels is refused
-// the same way. Writing an unbound buffer throws xcPel::UnboundWindow and an empty window
+// xcIOError whose message names the file and the reason. So is a palette index beyond the
+// palette. An image above xcImageLimits::kMaxPixels pixels is refused from its header, before
+// any pixel memory is taken; so is a file that is not a regular file, is larger than
+// xcImageLimits::kMaxFileBytes, or does not start with the PNG signature (image_limits.h). Writing an unbound buffer throws xcPel::UnboundWindow and an empty window
 // xcBadArgument; a destination that cannot be written throws xcIOError and leaves no file
 // (the previous file, if any, is kept).
 #pragma once
@@ -27,6 +29,7 @@
 #include <vector>
 
 #include "platform/core/pel_buffer.h"
+#include "platform/io/image_limits.h"
 
 // Reads the PNG file at `path`.
 xcPelBuffer<unsigned char> xfReadPng(const std::filesystem::path& path);
@@ -41,6 +44,9 @@ std::vector<unsigned char> xfEncodePng(const xcPelBuffer_const<unsigned char>& i
 
 // True when the bytes start with the PNG signature.
 bool xfIsPngData(const unsigned char* data, std::size_t size);
+// Module-private: true when the bytes are the PNG signature or a prefix of it (a truncated
+// file is reported as such by the decoder).
+bool xf_MayBePng(const unsigned char* data, std::size_t size);
 
 // Module-private: decodes with errors naming `what` (L"PNG file 'a.png'").
 xcPelBuffer<unsigned char> xf_DecodePng(const unsigned char* data, std::size_t size,

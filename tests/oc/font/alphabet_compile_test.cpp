@@ -392,3 +392,19 @@ TEST(OCAlphabetCompile, ATurnedOrShearedCaptureIsResampledIntoTheReferenceGrid) 
     EXPECT_GT(a.confusion(2, 3), 0.85);
     EXPECT_GT(a.confusion(3, 2), 0.85);
 }
+
+TEST(OCAlphabetCompile, ABlankAreaBeyondTheSamplingLimitsFailsBeforeAnyWork) {
+    const auto normal = areaModel(1, noiseImage(12, 12, 7), xcPelRect(0, 0, 12, 12));
+    for (const xcPelRect& area : {xcPelRect(0, 0, 20000, 20000), xcPelRect(0, 0, 200000, 200000),
+                                  xcPelRect(0, 0, 32768, 4), xcPelRect(0, 0, 4097, 4096)}) {
+        SCOPED_TRACE(area.width());
+        xcOCAlphabet a(models({normal, blankModel(2, L"space", area)}), 0.5, false);
+        EXPECT_OC_ERROR(a.compile(), xcOCDefs::BadParams,
+                        L"A blank character's image area is too large to score: at most "
+                        L"16777216 pixels and 32767 on a side.");
+        EXPECT_FALSE(a.isCompiled());
+    }
+    // A blank of character size compiles as before.
+    xcOCAlphabet ok(models({normal, blankModel(2, L"space", xcPelRect(0, 0, 64, 64))}), 0.5, true);
+    EXPECT_TRUE(ok.isCompiled());
+}

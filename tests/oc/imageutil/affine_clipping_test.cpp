@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <string>
+
 #include "oc/imageutil/blankness.h"
 #include "platform/core/affine_rectangle.h"
 #include "platform/core/pel_ops.h"
@@ -113,4 +116,99 @@ TEST(ScoreBlankness, MoreStructureScoresLower) {
     EXPECT_LT(sChecker, sSmooth);
     // A period-4 checkerboard: |r| = 1 at shifts of 0 or 2 in both axes, 0 elsewhere.
     EXPECT_NEAR(sChecker, 1000.0 * 9.0 / 25.0, 1.0);
+}
+
+namespace {
+
+// The clipping path's result by its definition: the source padded with its median over the
+// whole sampled area (plus the margin), mask 255 over the source, then resampled.
+void paddedReference(const xcPelBuffer<unsigned char>& src, const xcAffineSamplingParams& p,
+                     xcPelBuffer<unsigned char>& image, xcPelBuffer<unsigned char>& mask) {
+    const xcRect r = p.rect().boundingBox(src.imageFromClientXform());
+    const long x0 = static_cast<long>(std::floor(r.ul().x() - 4.0));
+    const long y0 = static_cast<long>(std::floor(r.ul().y() - 4.0));
+    const xcPelRect pad(x0, y0, static_cast<long>(std::ceil(r.size().x() + 8.0)),
+                        static_cast<long>(std::ceil(r.size().y() + 8.0)));
+    xcPelBuffer<unsigned char> padded(pad), care(pad);
+    xfPelSet(padded, 50);  // the median of the sources below
+    xfPelCopy(src, padded);
+    xfPelSet(care, 0);
+    xcPelBuffer<unsigned char> over = care;
+    over.window(src.window(), true);
+    xfPelSet(over, 255);
+    image = xfAffineTransformImage(padded, p);
+    xcAffineSamplingParams mp = p;
+    mp.interpolation(xcAffineSamplingParams::eBilinear);
+    mask = xfAffineTransformImage(care, mp);
+}
+
+}  // namespace
+
+TEST(AffineTransformWithClipping, FarReachingRectanglesCostNoMoreThanTheSource) {
+    // Sources whose median is 50 (more than half of the pixels).
+    xcPelBuffer<unsigned char> src(12, 10);
+    xfPelSet(src, 50);
+    for (long x = 0; x < 12; ++x) src.set(x, 2, static_cast<unsigned char>(100 + 10 * x));
+    struct Case {
+        xcAffineRectangle rect;
+        long nx, ny, interpolation;
+    };
+    const Case cases[] = {
+        {xcAffineRectangle(xcRect(-30, -20, 70, 50)), 35, 25, 2},  // around the source
+        {xcAffineRectangle(xcRect(6, 5, 200, 3)), 50, 6, 3},       // far to the right
+        {xcAffineRectangle(xcRect(-120, -80, 260, 190)), 64, 48, 0},
+        {xcAffineRectangle(xcVector<2>(6, 5), 150.0, 40.0, xcRadian(0.7)), 60, 30, 3},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.nx);
+        const xcAffineSamplingParams p(c.rect, c.nx, c.ny, c.interpolation);
+        xcPelBuffer<unsigned char> out, outMask, ref, refMask;
+        xfAffineTransformWithClipping(src, {}, p, out, outMask);
+        paddedReference(src, p, ref, refMask);
+        EXPECT_TRUE(xfPelEqual(out, ref));
+        EXPECT_TRUE(xfPelEqual(outMask, refMask));
+    }
+
+    // A rectangle a million pixels wide sampled into 40 x 40 pixels pads no more than the
+    // source: every output pixel is padding, mask 0.
+    const xcAffineSamplingParams huge(xcAffineRectangle(xcRect(-5e5, -5e5, 1e6, 1e6)), 40, 40);
+    xcPelBuffer<unsigned char> out, outMask;
+    xfAffineTransformWithClipping(src, {}, huge, out, outMask);
+    EXPECT_EQ(xfPelMax(out), 50);
+    EXPECT_EQ(xfPelMin(out), 50);
+    EXPECT_EQ(xfPelMax(outMask), 0);
+}
+
+TEST(AffineTransformWithClipping, OutputAndAreaLimitsAreAssertions) {
+    xcPelBuffer<unsigned char> src = ramp(8, 8);
+    const auto expectAssertion = [](auto f, const char* fragment) {
+        try {
+            f();
+            ADD_FAILURE() << "no assertion";
+        } catch (const xcAssertionFailure& e) {
+            EXPECT_NE(std::string(e.what()).find(fragment), std::string::npos) << e.what();
+        }
+    };
+    // Outputs beyond 2^24 pixels or 32767 on a side (4096 x 4096 is the largest square).
+    for (const auto& [nx, ny] : {std::pair{4097L, 4096L}, std::pair{32768L, 1L},
+                                 std::pair{100000L, 100000L}}) {
+        SCOPED_TRACE(nx);
+        const xcAffineSamplingParams p(xcAffineRectangle(xcRect(0, 0, 8, 8)), nx, ny);
+        xcPelBuffer<unsigned char> o1, o2;
+        expectAssertion([&] { xfAffineTransformWithClipping(src, {}, p, o1, o2); },
+                        "2^24 pixels or 32767 on a side");
+        EXPECT_FALSE(o1.isBound());
+    }
+
+    // A blankness area beyond 16 bits is refused, never narrowed (65544 would become 8).
+    const xcPelBuffer_const<unsigned char> noModel;
+    for (long w : {32768L, 65544L}) {
+        SCOPED_TRACE(w);
+        expectAssertion([&] { xfScoreBlankness(src, {}, xcXform<2>(), noModel,
+                                               xcPelRect(0, 0, w, 2), {}); },
+                        "model area larger than 2^24 pixels or 32767 on a side");
+    }
+    expectAssertion([&] { xfScoreBlankness(src, {}, xcXform<2>(), noModel,
+                                           xcPelRect(0, 0, 5000, 5000), {}); },
+                    "model area larger");
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "oc/imageutil/care_region.h"
+#include "platform/core/exception.h"
 #include "platform/core/pel_ops.h"
 
 namespace {
@@ -159,4 +160,12 @@ TEST(BackgroundPad, PadsToTheMaskCareRegion) {
     xf_OCBackgroundPadImage(img2, empty, 1, img2.window(), ok);
     EXPECT_FALSE(ok);
     EXPECT_TRUE(xfPelEqual(img2, before2));
+}
+
+TEST(RunningMedian, BrokenPreconditionsAreAssertions) {
+    EXPECT_THROW(xf_OCRunningMedian(nullptr, 5), xcAssertionFailure);
+    std::vector<unsigned char> line(8, 7);
+    EXPECT_THROW(xf_OCRunningMedian(line.data(), -5), xcAssertionFailure);
+    EXPECT_EQ(line, std::vector<unsigned char>(8, 7));
+    xf_OCRunningMedian(nullptr, 0);  // an empty line is nothing to filter
 }

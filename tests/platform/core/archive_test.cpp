@@ -803,3 +803,70 @@ TEST(Archive, FilesAndStreams) {
     in || d;
     EXPECT_EQ(d, 0.25);
 }
+
+namespace {
+
+// A chain of `depth` nodes, each the only child of the one before, as the stream writes it:
+// every level is the single node's bytes with a child count of 1 in place of 0.
+Bytes nestedChain(std::size_t depth) {
+    xcArchive one;
+    xcPtrHandle<ArchiveTestNode> n(new ArchiveTestNode);
+    one || n;
+    const Bytes single = tail(one.bytes());  // ... children count (u32 0), peer tag 0
+    const Bytes prefix(single.begin(), single.end() - 5);
+    Bytes b = header();
+    for (std::size_t i = 0; i < depth; ++i) {
+        b.insert(b.end(), prefix.begin(), prefix.end());
+        const unsigned char count = i + 1 < depth ? 1 : 0;
+        b.insert(b.end(), {count, 0, 0, 0});
+    }
+    b.insert(b.end(), depth, 0);  // every level's peer: null
+    return b;
+}
+
+}  // namespace
+
+TEST(Archive, NestingIsBoundedBothWays) {
+    const int alive0 = ArchiveTestNode::alive;
+    {
+        // The deepest nesting allowed reads back.
+        xcArchive ok(nestedChain(xcArchive::kMaxNesting));
+        xcPtrHandle<ArchiveTestNode> root;
+        ok || root;
+        EXPECT_TRUE(ok.atEnd());
+        std::size_t depth = 0;
+        for (const ArchiveTestNode* p = root.get(); p;
+             p = p->children.empty() ? nullptr : p->children[0].get())
+            ++depth;
+        EXPECT_EQ(depth, xcArchive::kMaxNesting);
+    }
+    for (std::size_t depth : {xcArchive::kMaxNesting + 1, std::size_t{11000}}) {
+        SCOPED_TRACE(depth);
+        xcArchive in(nestedChain(depth));
+        xcPtrHandle<ArchiveTestNode> root;
+        try {
+            in || root;
+            FAIL();
+        } catch (const xcArchive::BadData& e) {
+            EXPECT_NE(e.message().find(L"persistent objects nested more than 128 deep"),
+                      std::wstring::npos)
+                << e.what();
+        }
+        EXPECT_TRUE(root.isNull());
+        EXPECT_EQ(in.position(), 8u);
+        EXPECT_EQ(ArchiveTestNode::alive, alive0);
+    }
+    {
+        // Storing a chain one level too deep writes nothing.
+        xcPtrHandle<ArchiveTestNode> root(new ArchiveTestNode);
+        ArchiveTestNode* last = root.get();
+        for (std::size_t i = 1; i <= xcArchive::kMaxNesting; ++i) {
+            last->children.push_back(xcPtrHandle<ArchiveTestNode>(new ArchiveTestNode));
+            last = last->children[0].get();
+        }
+        xcArchive ar;
+        EXPECT_THROW(ar || root, xcArchive::BadData);
+        EXPECT_EQ(ar.bytes(), header());
+    }
+    EXPECT_EQ(ArchiveTestNode::alive, alive0);
+}

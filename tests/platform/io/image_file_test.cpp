@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -259,19 +260,19 @@ TEST_F(ImageFile, TruncatedAndCorruptPngs) {
     expectIOError([&] { xfReadPng(file("sig.png")); }, {L"sig.png", L"not a PNG"});
     expectIOError([&] { xfReadImage(file("sig.png")); }, {L"sig.png", L"neither PNG nor"});
 
-    // A header claiming 12000 x 12000 pixels over a few hundred bytes is refused before any
+    // A header claiming 8000 x 8000 pixels over a few hundred bytes is refused before any
     // pixel memory is taken. (IHDR: width at 16, height at 20, CRC of bytes 12 .. 28 at 29.)
     std::vector<unsigned char> claim = good;
     for (int k = 0; k < 2; ++k) {
         claim[16 + 4 * k] = 0;
         claim[17 + 4 * k] = 0;
-        claim[18 + 4 * k] = 0x2E;
-        claim[19 + 4 * k] = 0xE0;
+        claim[18 + 4 * k] = 0x1F;
+        claim[19 + 4 * k] = 0x40;
     }
     const uLong crc = crc32(0L, claim.data() + 12, 17);
     for (int k = 0; k < 4; ++k) claim[29 + k] = static_cast<unsigned char>(crc >> (24 - 8 * k));
     putBytes(file("claim.png"), claim);
-    expectIOError([&] { xfReadPng(file("claim.png")); }, {L"too short", L"12000 x 12000"});
+    expectIOError([&] { xfReadPng(file("claim.png")); }, {L"too short", L"8000 x 8000"});
 
     // The same through memory.
     EXPECT_TRUE(xfPelEqual(xfDecodePng(good.data(), good.size()), src));
@@ -307,4 +308,84 @@ TEST_F(ImageFile, FailedWritesLeaveNoFile) {
     xfWritePng(src, file("r.png"));
     EXPECT_TRUE(xfPelEqual(xfReadPng(file("r.png")), src));
     EXPECT_EQ(listing(), (std::vector<std::string>{"occupied.png", "r.png"}));
+}
+
+namespace {
+
+// A PNG chunk: length, type, data, CRC of type and data.
+std::vector<unsigned char> pngChunk(const char type[4], const std::vector<unsigned char>& data) {
+    std::vector<unsigned char> c;
+    const auto put32 = [&](uLong v) {
+        for (int k = 0; k < 4; ++k) c.push_back(static_cast<unsigned char>(v >> (24 - 8 * k)));
+    };
+    put32(data.size());
+    c.insert(c.end(), type, type + 4);
+    c.insert(c.end(), data.begin(), data.end());
+    put32(crc32(0L, c.data() + 4, static_cast<uInt>(data.size() + 4)));
+    return c;
+}
+
+}  // namespace
+
+TEST_F(ImageFile, HostileFilesAreRefusedBeforeTheirPixels) {
+    // Devices and FIFOs are refused without reading (a FIFO without a writer would block).
+    ASSERT_EQ(::mkfifo(file("fifo").c_str(), 0600), 0);
+    for (const fs::path& p : {fs::path("/dev/zero"), file("fifo")}) {
+        SCOPED_TRACE(p.string());
+        expectIOError([&] { xfReadImage(p); }, {L"not a regular file"});
+        expectIOError([&] { xfReadPng(p); }, {L"not a regular file"});
+        expectIOError([&] { xfReadPgm(p); }, {L"not a regular file"});
+    }
+
+    // A file above the size limit (sparse: it takes no disk) is refused from its size.
+    {
+        xfWritePng(noise(4, 4, 1), file("big.png"));
+        fs::resize_file(file("big.png"), (std::uintmax_t{1} << 30) + 1);
+        expectIOError([&] { xfReadImage(file("big.png")); },
+                      {L"big.png", L"1073741825 bytes, more than the 1073741824"});
+        fs::remove(file("big.png"));
+    }
+
+    // Content of another kind is refused from its first bytes, with each reader's message.
+    putText(file("text.png"), "GIF89a and then a lot more");
+    expectIOError([&] { xfReadImage(file("text.png")); }, {L"neither PNG nor binary PGM"});
+    expectIOError([&] { xfReadPng(file("text.png")); }, {L"text.png", L"not a PNG image"});
+    expectIOError([&] { xfReadPgm(file("text.png")); }, {L"text.png", L"not a binary PGM"});
+    putText(file("short.png"), "\x89PNG");
+    expectIOError([&] { xfReadImage(file("short.png")); }, {L"PNG file '", L"truncated"});
+
+    // The pixel limit: a PGM header one column beyond 8192 x 8192 is refused from its header.
+    putText(file("wide.pgm"), "P5\n8193 8192\n255\n\x01\x02");
+    expectIOError([&] { xfReadImage(file("wide.pgm")); }, {L"8193 x 8192 pixels is too large"});
+
+    // A 40 KB PNG claiming 16384 x 16384 pixels (1-bit grey): its size would fit such an image
+    // of blank paper, but the pixel limit refuses it before the pixels are allocated.
+    xfWritePng(noise(31, 17, 8), file("ok.png"));
+    std::vector<unsigned char> claim = bytesOf(file("ok.png"));
+    std::vector<unsigned char> ihdr(claim.begin() + 16, claim.begin() + 29);
+    for (int k = 0; k < 2; ++k) {
+        ihdr[4 * k + 2] = 0x40;
+        ihdr[4 * k + 3] = 0;
+    }
+    ihdr[8] = 1;  // bit depth
+    std::vector<unsigned char> png(claim.begin(), claim.begin() + 8);
+    for (const auto& c : {pngChunk("IHDR", ihdr), pngChunk("prVt", std::vector<unsigned char>(
+                                                                       40000, 0))})
+        png.insert(png.end(), c.begin(), c.end());
+    png.insert(png.end(), claim.begin() + 33, claim.end());
+    putBytes(file("claim.png"), png);
+    expectIOError([&] { xfReadImage(file("claim.png")); },
+                  {L"claim.png", L"16384 x 16384 pixels is too large"});
+
+    // A palette index beyond the palette is an error, not a colour.
+    RawPng pal{5, 1, PNG_COLOR_TYPE_PALETTE, 2, false, {}, {}, {}};
+    pal.palette = {{0, 0, 0}, {50, 60, 70}, {200, 10, 10}};
+    pal.rows = {0b00011011, 0b00000000};  // indices 0 1 2 3 0
+    ASSERT_TRUE(xf_TestWritePng(pal, file("pal.png")));
+    expectIOError([&] { xfReadImage(file("pal.png")); },
+                  {L"pal.png", L"palette index 3 at (3, 0) is beyond the palette of 3 entries"});
+    pal.rows = {0b00011010, 0b00000000};  // indices 0 1 2 2 0
+    ASSERT_TRUE(xf_TestWritePng(pal, file("pal.png")));
+    EXPECT_EQ(row0(xfReadImage(file("pal.png"))),
+              (std::vector<int>{0, luma(50, 60, 70), luma(200, 10, 10), luma(200, 10, 10), 0}));
 }

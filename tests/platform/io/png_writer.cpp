@@ -9,6 +9,7 @@ namespace {
 bool writeInto(png_structp png, png_infop info, std::FILE* f, const RawPng* p) {
     if (setjmp(png_jmpbuf(png))) return false;
     png_init_io(png, f);
+    png_set_check_for_invalid_index(png, 0);  // palette indices are written as given
     png_set_IHDR(png, info, static_cast<png_uint_32>(p->width), static_cast<png_uint_32>(p->height),
                  p->bitDepth, p->colorType,
                  p->interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
