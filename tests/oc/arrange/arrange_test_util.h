@@ -16,6 +16,11 @@ namespace arrange_test {
 inline constexpr double kPi = std::numbers::pi;
 inline double deg(double d) { return d * kPi / 180.0; }
 
+// v turned by a radians (x towards y).
+inline xcVector<2> rot(const xcVector<2>& v, double a) {
+    return {std::cos(a) * v.x() - std::sin(a) * v.y(), std::sin(a) * v.x() + std::cos(a) * v.y()};
+}
+
 // A position whose cell is w x h with the client origin at its lower-left corner, y down.
 inline xc_CharData cell(double w, double h) {
     xc_CharData c;

@@ -11,10 +11,6 @@ using D = xcOCArrangeDefs;
 
 namespace {
 
-xcVector<2> rot(const xcVector<2>& v, double a) {
-    return {std::cos(a) * v.x() - std::sin(a) * v.y(), std::sin(a) * v.x() + std::cos(a) * v.y()};
-}
-
 // A line of matched characters, one candidate each, all cells w x h.
 Target line(const std::vector<xc_Pose>& poses, double w = 10, double h = 20) {
     Target t;
