@@ -10,6 +10,7 @@
 #include "platform/core/timeout.h"
 #include "platform/core/timer.h"
 #include "platform/vision/geo_align_defs.h"
+#include "platform/vision/geo_align_image.h"
 
 namespace {
 
@@ -196,6 +197,9 @@ bool xc_OCExtractModel::searchGeoFind_(const xcOCAlphabet&,
     xcTimer timer(true);
     bool ok = true;
 
+    // Every character's run derives the same pyramid, response planes and gradients from the
+    // image: derived once here and shared.
+    const xcGeoAlignImage prepared(image, mask.isBound() ? mask : xcPelBuffer_const<unsigned char>());
     if (static_cast<long>(m_searchOrder.size()) != numModels())
         xstd_assert_(__LINE__, "search order does not cover the models");
     for (const long i : m_searchOrder) {
@@ -214,10 +218,7 @@ bool xc_OCExtractModel::searchGeoFind_(const xcOCAlphabet&,
             try {
                 xcAttentionTag tag;
                 tag.attachTimeoutCustom(runParams.timeout(), kSearchTimeoutCode);
-                if (mask.isBound())
-                    pattern->run(image, mask, rp, set, nullptr, 0);
-                else
-                    pattern->run(image, rp, set, nullptr, 0);
+                pattern->run(prepared, rp, set, nullptr, 0);
             } catch (const xcTimeout::InternalExpired&) {
                 ok = false;
             } catch (const xc_GeoDefs::InternalError&) {
@@ -253,6 +254,12 @@ bool xc_OCExtractModel::searchGeoFind_(const xcOCAlphabet&,
         ++position;
     }
     return ok;
+}
+
+bool xc_OCExtractModel::hasPattern(long key) const {
+    const auto it = std::lower_bound(m_keys.begin(), m_keys.end(), key);
+    return it != m_keys.end() && *it == key &&
+           m_patterns[static_cast<size_t>(it - m_keys.begin())] != nullptr;
 }
 
 std::vector<long> xc_OCExtractModel::searchOrderKeys() const {

@@ -55,6 +55,8 @@ public:
     // common scale (1 when it did not lock).
     long scaleLockIndex() const { return m_scaleLockIndex; }
     double lockedScale() const { return m_lockedScale; }
+    // Whether the last search trained a pattern for `key`.
+    bool hasPattern(long key) const;
     // The distinct keys of the last search in search order (most edge directions first).
     std::vector<long> searchOrderKeys() const;
 

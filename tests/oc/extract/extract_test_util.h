@@ -101,11 +101,16 @@ inline ModelHandle glyphModel(const xcSynthFont& f, wchar_t c, double em) {
                                      name));
 }
 
-// An uncompiled alphabet of the characters of `chars`.
+// An uncompiled alphabet of the distinct characters of `chars`.
 inline xcPtrHandle_const<xcOCAlphabet> glyphAlphabet(const xcSynthFont& f,
                                                      const std::wstring& chars, double em) {
     ConstModels models;
-    for (wchar_t c : chars) models.push_back(glyphModel(f, c, em));
+    std::wstring seen;
+    for (wchar_t c : chars) {
+        if (seen.find(c) != std::wstring::npos) continue;
+        seen.push_back(c);
+        models.push_back(glyphModel(f, c, em));
+    }
     return xcPtrHandle_const<xcOCAlphabet>(new xcOCAlphabet(models, 0.5, false));
 }
 
