@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "oc/imageutil/affine_transform.h"
 #include "platform/core/angle.h"
+#include "oc/extract/extract_defs.h"
 #include "platform/core/exception.h"
 #include "platform/core/matrix.h"
 #include "platform/core/timeout.h"
@@ -22,11 +24,44 @@ static_assert(kAccuracy == 4 && kAlgorithm == 8);
 constexpr double kToolOverlap = 0.3;
 constexpr long kInterpolation = 2;  // bilinear
 
-// TEMPORARY: switches to xc_OCExtractDefs::xc_OCExtractError when the extraction's error
-// family lands.
-[[noreturn]] void throwBad(const wchar_t* message) { throw xcBadArgument(message); }
+[[noreturn]] void throwBad(const wchar_t* message) {
+    throw xc_OCExtractDefs::xc_OCExtractError(message);
+}
 
 }  // namespace
+
+// [1 4 6 4 1] / 16 along x, then along y. Both the variants and the searched image are smoothed
+// so that the bilinear resampling of a variant (which blurs it by up to a quarter pixel^2,
+// depending on the sampling phase of each angle and scale) changes its scores little next to
+// what its angle and scale change.
+xcPelBuffer<unsigned char> xcRSINccSearchModel::bandLimited(
+    const xcPelBuffer_const<unsigned char>& image) {
+    const xcPelRect w = image.window();
+    const long width = w.width(), height = w.height();
+    if (w.isNull()) throw xcBadArgument(L"Correlation model: an empty image cannot be smoothed");
+    xcPelBuffer<unsigned char> out(w);
+    out.clientFromImageXformBase(image.clientFromImageXformBasePtr());
+    std::vector<std::uint16_t> rows(static_cast<std::size_t>(width * height));
+    std::vector<long> xs(static_cast<std::size_t>(width + 4));
+    for (long i = 0; i < width + 4; ++i) xs[i] = std::clamp(i - 2, 0L, width - 1);
+    for (long y = 0; y < height; ++y) {
+        const unsigned char* r = image.rowPointer(w.y() + y);
+        std::uint16_t* o = &rows[static_cast<std::size_t>(y * width)];
+        for (long x = 0; x < width; ++x)
+            o[x] = static_cast<std::uint16_t>(r[xs[x]] + 4 * r[xs[x + 1]] + 6 * r[xs[x + 2]] +
+                                              4 * r[xs[x + 3]] + r[xs[x + 4]]);
+    }
+    for (long y = 0; y < height; ++y) {
+        const std::uint16_t* a[5];
+        for (long j = 0; j < 5; ++j)
+            a[j] = &rows[static_cast<std::size_t>(std::clamp(y + j - 2, 0L, height - 1) * width)];
+        unsigned char* o = out.rowPointer(w.y() + y);
+        for (long x = 0; x < width; ++x)
+            o[x] = static_cast<unsigned char>(
+                (a[0][x] + 4 * a[1][x] + 6 * a[2][x] + 4 * a[3][x] + a[4][x] + 128) >> 8);
+    }
+    return out;
+}
 
 xcRSINccSearchModel::xcRSINccSearchModel() = default;
 xcRSINccSearchModel::~xcRSINccSearchModel() = default;
@@ -61,7 +96,7 @@ void xcRSINccSearchModel::train_(const xcPelBuffer_const<unsigned char>& image) 
             xcPelBuffer<unsigned char> turned;
             xf_AffineTransform(image, angle, scale, turned, kInterpolation);
             xcNccSearchModel m;
-            m.train(turned, train);
+            m.train(bandLimited(turned), train);
             models.push_back(m);
             poses.emplace_back(xcMatrix<2>(angle, angle, scale, scale), xcVector<2>());
         }
@@ -77,10 +112,17 @@ void xcRSINccSearchModel::run(const xcPelBuffer_const<unsigned char>& image,
     const xcTimer timer(true);
     if (!image.clientFromImageXformBase().isLinear())
         throw xcBadArgument(L"Correlation model run: the image's client transform is not linear");
+    // An unbound image throws here, before the result changes.
+    const bool empty = image.window().isNull();
+    const xcPelBuffer<unsigned char> searched = empty ? xcPelBuffer<unsigned char>() : bandLimited(image);
     if (result.isNull())
         result = xcPtrHandle<xc_SearchResult>(new xc_SearchResult());
     else
         result->init();
+    if (empty) {
+        result->time(timer.elapsed());
+        return;
+    }
 
     xcNccSearchRunParams run;
     run.algorithm(kAlgorithm);
@@ -95,7 +137,7 @@ void xcRSINccSearchModel::run(const xcPelBuffer_const<unsigned char>& image,
     xcNccSearchResultSet found;
     for (std::size_t k = 0; k < m_models.size(); ++k) {
         try {
-            m_models[k].run(image, run, found);
+            m_models[k].run(searched, run, found);
         } catch (const xcTimeout::Expired& e) {
             expired = e;
             break;

@@ -4,13 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "oc/extract/extract_defs.h"
 #include "platform/core/exception.h"
 
 namespace {
 
-// TEMPORARY: switches to xc_OCExtractDefs::xc_OCExtractError when the extraction's error
-// family lands.
-[[noreturn]] void throwBad(const wchar_t* message) { throw xcBadArgument(message); }
+[[noreturn]] void throwBad(const wchar_t* message) {
+    throw xc_OCExtractDefs::xc_OCExtractError(message);
+}
 
 bool finiteNormal(const xcRange& r) {
     return r.isNormal() && std::isfinite(r.start()) && std::isfinite(r.end());

@@ -1,12 +1,11 @@
 #include "oc/extract/search_result.h"
 
+#include "oc/extract/extract_defs.h"
 #include "platform/core/exception.h"
 
 namespace {
 
-// TEMPORARY: switches to xc_OCExtractDefs::xc_OCExtractError when the extraction's error
-// family lands.
-[[noreturn]] void throwRefineError() { throw xcBadArgument(L"Refine error"); }
+[[noreturn]] void throwRefineError() { throw xc_OCExtractDefs::xc_OCExtractError(L"Refine error"); }
 
 }  // namespace
 

@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "oc/extract/extract_defs.h"
 #include "platform/core/exception.h"
 #include "platform/core/pel_ops.h"
 #include "tests/oc/extract/refine_scene_util.h"
@@ -31,7 +32,8 @@ void expectError(F&& f, const std::wstring& message) {
     try {
         f();
         ADD_FAILURE() << "no exception";
-    } catch (const xcExceptionWithString& e) {
+    } catch (const xc_OCExtractDefs::xc_OCExtractError& e) {
+        EXPECT_EQ(e.errorNumber(), 0x10007402);
         EXPECT_EQ(e.string(), message);
     }
 }
@@ -179,11 +181,12 @@ TEST_F(RSINccSearchModelTest, BestInstanceOverAllVariantsWins) {
     xcNccSearchRunParams direct;
     direct.accept(0.3);
     direct.confusion(0.4);
+    const xcPelBuffer<unsigned char> searched = xcRSINccSearchModel::bandLimited(s.image);
     double best = -1.0;
     long bestVariant = -1;
     for (long k = 0; k < model_->numVariants(); ++k) {
         xcNccSearchResultSet set;
-        model_->models()[static_cast<std::size_t>(k)].run(s.image, direct, set);
+        model_->models()[static_cast<std::size_t>(k)].run(searched, direct, set);
         if (!set.empty() && set.result(0).found() && set.result(0).score() > best) {
             best = set.result(0).score();
             bestVariant = k;
