@@ -7,8 +7,8 @@
 // pixels). A run searches an image with every variant and keeps the best-scoring instances over
 // all of them.
 //
-// Band limit. Both the variants and the searched image are smoothed by a 5 x 5 binomial
-// (variance 1 pixel^2 per axis) before correlation, and the correlation tool runs at its fine
+// Band limit. Both the variants and the searched image are smoothed by a 3 x 3 binomial
+// (variance 1/2 pixel^2 per axis) before correlation, and the correlation tool runs at its fine
 // accuracy, which scores each result at its sub-pixel location. The bilinear resampling of a
 // variant blurs it by up to a quarter pixel^2 depending on the sampling phase of its angle and
 // scale; without the band limit that blur and the placement of the peaks on the pixel grid
@@ -81,7 +81,7 @@ public:
     // stays empty). Throws xcBadArgument, before any search, when the image's client-from-image
     // transform is not linear. diag and flags are not used.
     // The band-limited copy of `image`'s window that a run correlates (and that the variants
-    // are trained on): the 5 x 5 binomial smoothing, border pixels repeated, same window and
+    // are trained on): the 3 x 3 binomial smoothing, border pixels repeated, same window and
     // client transform. Throws xcPel::UnboundWindow for an unbound image and xcBadArgument for
     // an empty window.
     static xcPelBuffer<unsigned char> bandLimited(const xcPelBuffer_const<unsigned char>& image);
