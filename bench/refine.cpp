@@ -125,8 +125,8 @@ xcPtrHandle_const<xcOCAlphabet> alphabet(const xcSynthFont& font, const std::u32
     gp.tones = xcSynthTones{eDarkOnLight, 30.0, 220.0};
     for (char32_t c : codes) {
         const xcSynthGlyph g = xfSynthGlyphModel(font, c, gp);
-        models.emplace_back(new xcOCModel(static_cast<long>(c), g.image, g.cell,
-                                          xcOCModel::eNormal, std::wstring(1, wchar_t(c))));
+        models.emplace_back(new xcOCModel(static_cast<long>(c), g.image, g.cell, xcOCModel::eNormal,
+                                          std::wstring(1, wchar_t(c))));
     }
     return xcPtrHandle_const<xcOCAlphabet>(new xcOCAlphabet(models, 0.5, false, L"report"));
 }
@@ -202,9 +202,10 @@ void report() {
     }
     std::printf("planted: %ld inferred positions, %ld matched, %ld within 0.2 px and 0.3 deg\n",
                 cases, found, within);
-    std::printf("  angle error: median %.3f max %.3f deg; position error: median %.3f max %.3f px\n",
-                median(angleErr), *std::max_element(angleErr.begin(), angleErr.end()),
-                median(transErr), *std::max_element(transErr.begin(), transErr.end()));
+    std::printf(
+        "  angle error: median %.3f max %.3f deg; position error: median %.3f max %.3f px\n",
+        median(angleErr), *std::max_element(angleErr.begin(), angleErr.end()), median(transErr),
+        *std::max_element(transErr.begin(), transErr.end()));
 
     for (const char* name : kFonts) {
         const xcSynthFont font(xcSynthFont::locate(name));
@@ -247,8 +248,8 @@ void report() {
     for (const Pair& p : pairs) {
         const xcSynthFont font(xcSynthFont::locate(p.font));
         const auto a = alphabet(font, std::u32string{p.expected, p.drawn});
-        const xcSynthScene s = lineScene(font, {{xcVector<2>(30.0, 70.0), 0.0, 1.0}},
-                                         std::u32string(1, p.drawn), 2);
+        const xcSynthScene s =
+            lineScene(font, {{xcVector<2>(30.0, 70.0), 0.0, 1.0}}, std::u32string(1, p.drawn), 2);
         std::vector<long> keys = {static_cast<long>(p.expected)};
         std::vector<xc_Pose> poses = {xc_Pose(s.truth.chars[0].xform)};
         std::vector<xcOCArrangeDefs::CharStatus> st = {xcOCArrangeDefs::eInferred};

@@ -150,8 +150,8 @@ void xf_RefineArrangement(const xcPelBuffer_const<unsigned char>& image,
             xcPtrHandle<xc_SearchResult> result(new xc_SearchResult());
             try {
                 xcPelBuffer<unsigned char> region;
-                if (!xf_CutRefineRegion(image, model->window(), clientFromImage,
-                                        poses[j].xform(), region))
+                if (!xf_CutRefineRegion(image, model->window(), clientFromImage, poses[j].xform(),
+                                        region))
                     continue;
                 ++done.regionsCut;
                 model->run(region, run, result);

@@ -5,9 +5,9 @@
 #include <optional>
 #include <vector>
 
+#include "oc/extract/extract_defs.h"
 #include "oc/imageutil/affine_transform.h"
 #include "platform/core/angle.h"
-#include "oc/extract/extract_defs.h"
 #include "platform/core/exception.h"
 #include "platform/core/matrix.h"
 #include "platform/core/timeout.h"
@@ -114,7 +114,8 @@ void xcRSINccSearchModel::run(const xcPelBuffer_const<unsigned char>& image,
         throw xcBadArgument(L"Correlation model run: the image's client transform is not linear");
     // An unbound image throws here, before the result changes.
     const bool empty = image.window().isNull();
-    const xcPelBuffer<unsigned char> searched = empty ? xcPelBuffer<unsigned char>() : bandLimited(image);
+    const xcPelBuffer<unsigned char> searched =
+        empty ? xcPelBuffer<unsigned char>() : bandLimited(image);
     if (result.isNull())
         result = xcPtrHandle<xc_SearchResult>(new xc_SearchResult());
     else

@@ -20,7 +20,10 @@ public:
     xc_SearchInstance() = default;
     xc_SearchInstance(double score, const xcXform<2>& pose, const xcAffineRectangle& affRect,
                       const xcVector<2>& location, long variant)
-        : m_score(score), m_pose(pose), m_affRect(affRect), m_location(location),
+        : m_score(score),
+          m_pose(pose),
+          m_affRect(affRect),
+          m_location(location),
           m_variant(variant) {}
 
     // Correlation score in [0, 1].

@@ -276,6 +276,7 @@ xcVector<2> xf_NccPeakOffset(const double s[3][3], bool validX, bool validY, xc_
     ox = std::clamp((-2.0 * f * b + e * c) / det, -0.5, 0.5);
     oy = std::clamp((-2.0 * d * c + e * b) / det, -0.5, 0.5);
     if (peakScore)
-        *peakScore = peakScoreOf(s[1][1], b * ox + c * oy + d * ox * ox + e * ox * oy + f * oy * oy);
+        *peakScore =
+            peakScoreOf(s[1][1], b * ox + c * oy + d * ox * ox + e * ox * oy + f * oy * oy);
     return {ox, oy};
 }

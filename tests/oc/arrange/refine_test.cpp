@@ -47,8 +47,8 @@ xcPelRect bruteBox(const xcPelRect& start) {
 }
 
 TEST(RefineRegion, BoundingRectHoldsTheTurnedAndScaledRectangle) {
-    const xcPelRect starts[] = {{0, 0, 17, 33},  {-5, -11, 27, 55}, {3, 4, 40, 10},
-                                {10, 20, 1, 1},  {0, 0, 60, 60},    {7, -3, 12, 90}};
+    const xcPelRect starts[] = {{0, 0, 17, 33}, {-5, -11, 27, 55}, {3, 4, 40, 10},
+                                {10, 20, 1, 1}, {0, 0, 60, 60},    {7, -3, 12, 90}};
     for (const xcPelRect& s : starts) {
         SCOPED_TRACE(s.width() * 1000 + s.height());
         EXPECT_EQ(xf_RefineBoundingRect(s), bruteBox(s));
@@ -77,8 +77,7 @@ TEST(RefineRegion, PixelsKeepTheirClientCoordinates) {
         for (long x = region.window().x(); x < region.window().x() + region.width(); x += 3) {
             const xcVector<2> p = imageFromClient.mapPoint(
                 (pose * c).mapPoint(xcVector<2>(static_cast<double>(x), static_cast<double>(y))));
-            ASSERT_EQ(region.get(x, y),
-                      image.get(std::lround(p.x()), std::lround(p.y())))
+            ASSERT_EQ(region.get(x, y), image.get(std::lround(p.x()), std::lround(p.y())))
                 << x << "," << y;
         }
 
@@ -104,7 +103,7 @@ TEST(RefineRegion, BorderFallsBackToTheUnmarginedWindowThenToNothing) {
     };
     // The margined box of this window reaches 8..14 px beyond the window, the unmargined 1..2.
     const Case cases[] = {{{50.0, 40.0}, true, true},
-                          {{5.0, 8.0}, true, false},   // margin clips, window fits
+                          {{5.0, 8.0}, true, false},    // margin clips, window fits
                           {{0.5, 30.0}, false, false},  // even the window clips
                           {{110.0, 80.0}, false, false}};
     for (const Case& k : cases) {
@@ -174,9 +173,9 @@ TEST(RefineArrangement, PlantedPosesAreRefinedOntoTheTruth) {
                               {"DejaVuSans.ttf", 32.0, -7.0},
                               {"DejaVuSerif.ttf", 24.0, 12.0}};
     // Offsets of the inferred poses: (dx, dy, dangle, dscale).
-    const double offsets[][4] = {{1.0, 0.0, 2.0, 1.03},  {0.0, -1.0, -2.0, 0.97},
-                                 {0.7, 0.7, 1.3, 1.0},   {-0.7, 0.7, -1.5, 1.02},
-                                 {0.0, 0.0, 0.0, 1.0},   {-1.0, 0.0, 0.5, 0.98}};
+    const double offsets[][4] = {{1.0, 0.0, 2.0, 1.03}, {0.0, -1.0, -2.0, 0.97},
+                                 {0.7, 0.7, 1.3, 1.0},  {-0.7, 0.7, -1.5, 1.02},
+                                 {0.0, 0.0, 0.0, 1.0},  {-1.0, 0.0, 0.5, 0.98}};
     for (const FontCase& f : fonts) {
         SCOPED_TRACE(f.font);
         const Alphabet a = makeAlphabet(f.font, f.size, U"AKRS3x7 ");
@@ -295,14 +294,14 @@ TEST(RefineArrangement, OneModelPerKeyBlanksNeverAndStatusesAfterTraining) {
     statuses.assign(keys.size(), kInferred);
     std::vector<long> badKeys = keys;
     badKeys[4] = 'Q';
-    EXPECT_THROW(xf_RefineArrangement(s.image, a.alphabet, badKeys, poses, statuses, scores,
-                                      nullptr, 0),
-                 xcOCDefs::BadKey);
+    EXPECT_THROW(
+        xf_RefineArrangement(s.image, a.alphabet, badKeys, poses, statuses, scores, nullptr, 0),
+        xcOCDefs::BadKey);
     EXPECT_EQ(statuses, std::vector<Status>(keys.size(), kInferred));
     std::vector<double> shortScores(2, 0.0);
-    EXPECT_THROW(xf_RefineArrangement(s.image, a.alphabet, keys, poses, statuses, shortScores,
-                                      nullptr, 0),
-                 xcAssertionFailure);
+    EXPECT_THROW(
+        xf_RefineArrangement(s.image, a.alphabet, keys, poses, statuses, shortScores, nullptr, 0),
+        xcAssertionFailure);
     EXPECT_EQ(statuses, std::vector<Status>(keys.size(), kInferred));
 }
 
@@ -333,9 +332,9 @@ TEST(RefineArrangement, FailuresSkipAKeyAndATimeOutEndsTheRefinement) {
     statuses.assign(keys.size(), kInferred);
     xcAttentionTag tag;
     tag.attachTimeout(0.0);
-    EXPECT_THROW(xf_RefineArrangement(s.image, a.alphabet, keys, poses, statuses, scores,
-                                      nullptr, 0),
-                 xcTimeout::Expired);
+    EXPECT_THROW(
+        xf_RefineArrangement(s.image, a.alphabet, keys, poses, statuses, scores, nullptr, 0),
+        xcTimeout::Expired);
     EXPECT_EQ(statuses, std::vector<Status>(keys.size(), kInferred));
 }
 
@@ -347,10 +346,10 @@ TEST(RefineArrangement, LookAlikeScores) {
         const char* font;
         char32_t expected, drawn;
     };
-    const Pair pairs[] = {{"DejaVuSans.ttf", U'B', U'8'}, {"DejaVuSans.ttf", U'O', U'Q'},
-                          {"DejaVuSans.ttf", U'C', U'G'}, {"DejaVuSans.ttf", U'E', U'F'},
+    const Pair pairs[] = {{"DejaVuSans.ttf", U'B', U'8'},     {"DejaVuSans.ttf", U'O', U'Q'},
+                          {"DejaVuSans.ttf", U'C', U'G'},     {"DejaVuSans.ttf", U'E', U'F'},
                           {"DejaVuSansMono.ttf", U'0', U'O'}, {"DejaVuSansMono.ttf", U'1', U'l'},
-                          {"DejaVuSerif.ttf", U'5', U'S'}, {"DejaVuSerif.ttf", U'R', U'A'}};
+                          {"DejaVuSerif.ttf", U'5', U'S'},    {"DejaVuSerif.ttf", U'R', U'A'}};
     for (const Pair& p : pairs) {
         const std::u32string codes{p.expected, p.drawn};
         const Alphabet a = makeAlphabet(p.font, 28.0, codes);

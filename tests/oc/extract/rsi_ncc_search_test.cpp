@@ -130,9 +130,12 @@ TEST_F(RSINccSearchModelTest, TrainsOneVariantPerScaleAndAngle) {
 
     // A grid over 4096 variants is refused before any training.
     const xcRSINccSearchParams huge(xcRange(-180.0, 180.0), 0.01, xcRange(0.9, 1.1), 0.5, 1.0);
-    expectError([&] { xcRSINccSearchModel(refine_test::cellImage(*glyph_),
-                                          xcPelBuffer_const<unsigned char>(), huge, L"R"); },
-                L"Too many variants");
+    expectError(
+        [&] {
+            xcRSINccSearchModel(refine_test::cellImage(*glyph_), xcPelBuffer_const<unsigned char>(),
+                                huge, L"R");
+        },
+        L"Too many variants");
     // An image without contrast cannot be trained.
     xcPelBuffer<unsigned char> flat(20, 30);
     xfPelSet(flat, 200);
@@ -147,7 +150,8 @@ TEST_F(RSINccSearchModelTest, FindsThePlantedVariantAndPose) {
         double angle, scale;
         long variant;
     };
-    const Case cases[] = {{1.5, 0.95 * 1.03, 13 + 9}, {-2.5, 0.95, 1}, {0.0, 0.95 * 1.03 * 1.03 * 1.03, 39 + 6}};
+    const Case cases[] = {
+        {1.5, 0.95 * 1.03, 13 + 9}, {-2.5, 0.95, 1}, {0.0, 0.95 * 1.03 * 1.03 * 1.03, 39 + 6}};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.angle);
         const Placed p{U'R', xcVector<2>(40.3, 70.6), c.angle, c.scale};
