@@ -95,9 +95,12 @@ xc_NccPeakFit peakFit(long accuracy) {
 
 // The sub-pixel placement around the integer peak (x, y) at level 0. An axis whose neighbours
 // are not both valid placements keeps its integer position; the quadric needs all nine scores.
+// `peakScore` receives the score at the sub-pixel placement (the integer peak's score when the
+// placement stays integer).
 xcVector<2> subPixel(const xc_NccTemplate& t, const xc_NccPlane& p, long x, long y, double peak,
-                     xc_NccPeakFit fit) {
+                     xc_NccPeakFit fit, double& peakScore) {
     const xcVector<2> at(static_cast<double>(x), static_cast<double>(y));
+    peakScore = peak;
     if (fit == xc_NccPeakFit::eNone) return at;
     double s[3][3];
     for (int j = 0; j < 3; ++j)
@@ -107,7 +110,59 @@ xcVector<2> subPixel(const xc_NccTemplate& t, const xc_NccPlane& p, long x, long
     const bool validY = s[0][1] >= 0.0 && s[2][1] >= 0.0;
     const bool corners = s[0][0] >= 0.0 && s[0][2] >= 0.0 && s[2][0] >= 0.0 && s[2][2] >= 0.0;
     if (fit == xc_NccPeakFit::eQuadratic && !corners) fit = xc_NccPeakFit::eSeparable;
-    return at + xf_NccPeakOffset(s, validX, validY, fit);
+    return at + xf_NccPeakOffset(s, validX, validY, fit, &peakScore);
+}
+
+// Catmull-Rom weights of the taps at -1, 0, 1, 2 for a sample at fraction f in [0, 1).
+void cubicWeights(double f, double w[4]) {
+    const double f2 = f * f, f3 = f2 * f;
+    w[0] = 0.5 * (-f3 + 2.0 * f2 - f);
+    w[1] = 0.5 * (3.0 * f3 - 5.0 * f2 + 2.0);
+    w[2] = 0.5 * (-3.0 * f3 + 4.0 * f2 + f);
+    w[3] = 0.5 * (f3 - f2);
+}
+
+// The score of the template placed at the sub-pixel position `pos` (plane coordinates of its
+// pixel corner (0, 0)), the plane interpolated bicubically there. False when a tap leaves the
+// plane.
+bool scoreAtSubPixel(const xc_NccTemplate& t, const xc_NccPlane& p, const xcVector<2>& pos,
+                     double& score) {
+    const long x0 = static_cast<long>(std::floor(pos.x()));
+    const long y0 = static_cast<long>(std::floor(pos.y()));
+    if (x0 < 1 || y0 < 1 || x0 + t.width + 2 > p.width || y0 + t.height + 2 > p.height)
+        return false;
+    double wx[4], wy[4];
+    cubicWeights(pos.x() - static_cast<double>(x0), wx);
+    cubicWeights(pos.y() - static_cast<double>(y0), wy);
+    // Rows interpolated along x first (one row of the shifted plane per template row and tap
+    // row), then combined along y.
+    std::vector<double> rows(static_cast<std::size_t>(4 * t.width));
+    double si = 0.0, sii = 0.0, sti = 0.0;
+    for (long v = 0; v < t.height; ++v) {
+        if (v % 64 == 0) xf_NccPoll();
+        for (int j = 0; j < 4; ++j) {
+            const unsigned char* r = p.row(y0 + v - 1 + j) + x0 - 1;
+            double* out = &rows[static_cast<std::size_t>(j * t.width)];
+            for (long u = 0; u < t.width; ++u)
+                out[u] = wx[0] * r[u] + wx[1] * r[u + 1] + wx[2] * r[u + 2] + wx[3] * r[u + 3];
+        }
+        const int16_t* tv = &t.t[static_cast<std::size_t>(v * t.pitch)];
+        const unsigned char* care = &t.m[static_cast<std::size_t>(v * t.pitch)];
+        for (long u = 0; u < t.width; ++u) {
+            if (!care[u]) continue;
+            const double i = wy[0] * rows[u] + wy[1] * rows[t.width + u] +
+                             wy[2] * rows[2 * t.width + u] + wy[3] * rows[3 * t.width + u];
+            si += i;
+            sii += i * i;
+            sti += tv[u] * i;
+        }
+    }
+    const double n = static_cast<double>(t.n);
+    const double vt = n * static_cast<double>(t.stt) - static_cast<double>(t.st) * t.st;
+    const double vi = n * sii - si * si;
+    const double d = n * sti - static_cast<double>(t.st) * si;
+    score = (d > 0.0 && vt > 0.0 && vi > 0.0) ? std::min(1.0, d * d / (vt * vi)) : 0.0;
+    return true;
 }
 
 }  // namespace
@@ -283,7 +338,12 @@ void xcNccSearchModel::run(const xcPelBuffer_const<unsigned char>& image,
         bool duplicate = false;
         for (const Hit& h : hits) duplicate = duplicate || (h.x == c.x && h.y == c.y);
         if (duplicate) continue;
-        Hit h{c.x, c.y, c.score, subPixel(t0, planes[0], c.x, c.y, c.score, fit)};
+        Hit h{c.x, c.y, c.score, {}};
+        h.pos = subPixel(t0, planes[0], c.x, c.y, c.score, fit, h.score);
+        // Fine accuracy scores the sub-pixel placement itself, the image interpolated there.
+        double exact = 0.0;
+        if (fit == xc_NccPeakFit::eQuadratic && scoreAtSubPixel(t0, planes[0], h.pos, exact))
+            h.score = exact;
         hits.push_back(h);
         if (h.score >= confusion && maxResults >= 1) {
             bool distinct = true;

@@ -6,7 +6,12 @@
 // level with the image's pyramid at every placement, takes the local score maxima as
 // candidates, follows each down to full resolution in a 5 x 5 neighbourhood per level, and fits
 // the scores around the final peak for the sub-pixel location. Scores are r^2 for a positive
-// correlation coefficient r, 0 otherwise (ncc_search_params.h). Results that overlap a better
+// correlation coefficient r, 0 otherwise (ncc_search_params.h). A result's score is taken at its
+// sub-pixel location: with medium accuracy the fitted peak of the scores around it (never below
+// the integer peak's), with fine accuracy the correlation with the image interpolated there
+// (bicubic; the fitted peak where the interpolation would leave the window). So results of
+// patterns that differ by less than a pixel compare by how well they fit, not by how their peaks
+// happen to fall on the pixel grid. Results that overlap a better
 // one by more than the run's xyOverlap are dropped.
 //
 // A model is a value: copies share the trained data, which never changes after training.

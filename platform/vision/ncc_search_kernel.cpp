@@ -223,13 +223,34 @@ double parabolaPeak(double a, double b, double c) {
     return std::clamp(0.5 * (a - c) / den, -0.5, 0.5);
 }
 
+// Rise of the parabola through (-1, a), (0, b), (1, c) from 0 to o.
+double parabolaRise(double a, double b, double c, double o) {
+    return 0.5 * (c - a) * o + 0.5 * (a - 2.0 * b + c) * o * o;
+}
+
+// The centre score plus the fitted surface's rise to the peak, in [centre, 1].
+double peakScoreOf(double centre, double rise) {
+    return std::clamp(centre + rise, centre, std::max(centre, 1.0));
+}
+
 }  // namespace
 
-xcVector<2> xf_NccPeakOffset(const double s[3][3], bool validX, bool validY, xc_NccPeakFit fit) {
+xcVector<2> xf_NccPeakOffset(const double s[3][3], bool validX, bool validY, xc_NccPeakFit fit,
+                             double* peakScore) {
+    if (peakScore) *peakScore = s[1][1];
     if (fit == xc_NccPeakFit::eNone) return {};
     double ox = validX ? parabolaPeak(s[1][0], s[1][1], s[1][2]) : 0.0;
     double oy = validY ? parabolaPeak(s[0][1], s[1][1], s[2][1]) : 0.0;
-    if (fit != xc_NccPeakFit::eQuadratic || !validX || !validY) return {ox, oy};
+    const auto separable = [&] {
+        if (peakScore) {
+            double rise = 0.0;
+            if (validX) rise += parabolaRise(s[1][0], s[1][1], s[1][2], ox);
+            if (validY) rise += parabolaRise(s[0][1], s[1][1], s[2][1], oy);
+            *peakScore = peakScoreOf(s[1][1], rise);
+        }
+        return xcVector<2>(ox, oy);
+    };
+    if (fit != xc_NccPeakFit::eQuadratic || !validX || !validY) return separable();
 
     // Least-squares quadric f = a + bx + cy + dx^2 + exy + fy^2 over the 3 x 3 grid: the grid is
     // orthogonal for these terms, so each coefficient is a weighted sum of the nine scores.
@@ -251,8 +272,11 @@ xcVector<2> xf_NccPeakOffset(const double s[3][3], bool validX, bool validY, xc_
     const double f = (rowSum[0] + rowSum[2] - 2.0 * rowSum[1]) / 6.0;
     // Maximum: [2d e; e 2f] p = -[b; c], with a negative definite Hessian.
     const double det = 4.0 * d * f - e * e;
-    if (!(d < 0.0) || !(det > 0.0)) return {ox, oy};
-    ox = (-2.0 * f * b + e * c) / det;
-    oy = (-2.0 * d * c + e * b) / det;
-    return {std::clamp(ox, -0.5, 0.5), std::clamp(oy, -0.5, 0.5)};
+    if (!(d < 0.0) || !(det > 0.0)) return separable();
+    ox = std::clamp((-2.0 * f * b + e * c) / det, -0.5, 0.5);
+    oy = std::clamp((-2.0 * d * c + e * b) / det, -0.5, 0.5);
+    if (peakScore)
+        *peakScore =
+            peakScoreOf(s[1][1], b * ox + c * oy + d * ox * ox + e * ox * oy + f * oy * oy);
+    return {ox, oy};
 }

@@ -141,5 +141,8 @@ enum class xc_NccPeakFit {
 
 // Offset of the score maximum from the centre of the patch s[row][column] (the centre is the
 // integer peak), each component in [-0.5, 0.5]. `validX` / `validY` false: that component is 0
-// (a neighbour along that axis is missing), and the quadric fit is not used.
-xcVector<2> xf_NccPeakOffset(const double s[3][3], bool validX, bool validY, xc_NccPeakFit fit);
+// (a neighbour along that axis is missing), and the quadric fit is not used. `peakScore`, when
+// not null, receives the score at the offset: the centre score plus the fitted surface's rise
+// from the centre to the offset, kept in [centre score, 1] (the centre score for eNone).
+xcVector<2> xf_NccPeakOffset(const double s[3][3], bool validX, bool validY, xc_NccPeakFit fit,
+                             double* peakScore = nullptr);

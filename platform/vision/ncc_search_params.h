@@ -101,7 +101,9 @@ public:
 
     // True when the score reached the run's accept threshold.
     bool found() const { return m_found; }
-    // The correlation score in [0, 1].
+    // The correlation score in [0, 1] at the result's location: the integer placement's for
+    // coarse accuracy, the fitted sub-pixel peak's for medium, and for fine the correlation with
+    // the image interpolated (bicubic) at the sub-pixel location (ncc_search.h).
     double score() const { return m_score; }
     // Where the model's client origin lies in the searched image, in that image's client
     // coordinates, to sub-pixel precision. The model's client origin is the point (0, 0) of the

@@ -1,0 +1,101 @@
+// xcRSINccSearchModel: a rotation- and scale-tolerant correlation model of one character.
+//
+// The platform's correlation search (platform/vision/ncc_search.h) finds a pattern under
+// translation only. This model trains one correlation pattern per variant of a small grid of
+// angles and scales (rsi_ncc_search_params.h): each variant is the character image turned and
+// scaled as a whole (xf_AffineTransform, bilinear, with a 3-pixel border of real or mirrored
+// pixels). A run searches an image with every variant and keeps the best-scoring instances over
+// all of them.
+//
+// Band limit. Both the variants and the searched image are smoothed by a 3 x 3 binomial
+// (variance 1/2 pixel^2 per axis) before correlation, and the correlation tool runs at its fine
+// accuracy, which scores each result at its sub-pixel location. The bilinear resampling of a
+// variant blurs it by up to a quarter pixel^2 depending on the sampling phase of its angle and
+// scale; without the band limit that blur and the placement of the peaks on the pixel grid
+// would decide between neighbouring variants more than their angle and scale do.
+//
+// Frames. A variant's pattern has the model image's pixel frame as its client frame, so a
+// correlation location is where the model image's pixel origin (0, 0) lies. An instance's pose
+// maps the model image's pixel frame into the searched image's client frame: translation = the
+// location, rotation and scale = those of (searched image's client-from-image) o (variant's
+// rotation and scale). Its footprint is the model window mapped by that pose. A caller whose
+// characters carry their own client frame C (client-from-image of the model image) gets the
+// client-frame pose as pose o C^-1.
+//
+// Costs: training makes one resampled image and one pattern per variant (52 for the
+// refinement's grid); a run correlates each variant once over the searched window.
+//
+// Copies share the trained patterns (they never change after training). Runs are const and
+// re-entrant.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "oc/extract/rsi_ncc_search_params.h"
+#include "oc/extract/search_result.h"
+#include "platform/core/pel_buffer.h"
+#include "platform/core/rep_base.h"
+#include "platform/core/xform.h"
+#include "platform/vision/ncc_search.h"
+
+class xcDiagObject;
+
+class xcRSINccSearchModel : public virtual xcRepBase {
+public:
+    // Empty name, empty window, default parameters, no variants.
+    xcRSINccSearchModel();
+    // Stores `name`, the image's window and `params`, then trains one pattern per variant:
+    // for every scale s of the grid and, within it, every angle a, the image turned by a
+    // (degrees) and scaled by s / baseScale. Variant k is the k-th (scale, angle) pair in that
+    // order; variantPoses()[k] is the rotation a with scale s / baseScale and no translation.
+    // The variants are trained on the image alone: `mask` is accepted for the tools' calling
+    // convention and not used. diag and flags are not used (training makes no records).
+    // Throws xc_OCExtractDefs::xc_OCExtractError "Too many variants" when the grid holds more
+    // than xcRSINccSearchParams::kMaxVariants variants, and passes on the errors of the
+    // resampling and of the correlation training (an unbound image: xcPel::UnboundWindow; an
+    // image without contrast: xcBadArgument).
+    xcRSINccSearchModel(const xcPelBuffer_const<unsigned char>& image,
+                        const xcPelBuffer_const<unsigned char>& mask,
+                        const xcRSINccSearchParams& params, const std::wstring& name,
+                        xcDiagObject* diag = nullptr, unsigned long flags = 0);
+    xcRSINccSearchModel(const xcRSINccSearchModel&) = default;
+    xcRSINccSearchModel& operator=(const xcRSINccSearchModel&) = default;
+    ~xcRSINccSearchModel() override;
+
+    const std::wstring& name() const { return m_name; }
+    // The model image's window (image coordinates of the model image).
+    const xcPelRect& window() const { return m_window; }
+    const xcRSINccSearchParams& params() const { return m_params; }
+    long numVariants() const { return static_cast<long>(m_models.size()); }
+    const std::vector<xcNccSearchModel>& models() const { return m_models; }
+    const std::vector<xcXform<2>>& variantPoses() const { return m_variantPoses; }
+
+    // Searches the window of `image` with every variant and fills `result`: a null handle
+    // receives a new xc_SearchResult, otherwise the result is init()ed first. Every correlation
+    // result that reaches runParams.accept() becomes an instance; the instances are sorted by
+    // score, best first (ties in no defined order), and at most maxNumResults of them are kept
+    // (all of them when it is below 1). found() = at least one instance; time() = milliseconds.
+    // A variant whose run fails with an xcException other than xcTimeout::Expired is skipped;
+    // xcTimeout::Expired ends the loop over the variants and is raised again (the result then
+    // stays empty). Throws xcBadArgument, before any search, when the image's client-from-image
+    // transform is not linear. diag and flags are not used.
+    // The band-limited copy of `image`'s window that a run correlates (and that the variants
+    // are trained on): the 3 x 3 binomial smoothing, border pixels repeated, same window and
+    // client transform. Throws xcPel::UnboundWindow for an unbound image and xcBadArgument for
+    // an empty window.
+    static xcPelBuffer<unsigned char> bandLimited(const xcPelBuffer_const<unsigned char>& image);
+
+    void run(const xcPelBuffer_const<unsigned char>& image,
+             const xcRSINccSearchRunParams& runParams, xcPtrHandle<xc_SearchResult>& result,
+             xcDiagObject* diag = nullptr, unsigned long flags = 0) const;
+
+private:
+    void train_(const xcPelBuffer_const<unsigned char>& image);
+
+    std::wstring m_name;
+    xcPelRect m_window;
+    xcRSINccSearchParams m_params;
+    std::vector<xcNccSearchModel> m_models;
+    std::vector<xcXform<2>> m_variantPoses;
+};
