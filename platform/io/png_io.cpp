@@ -119,25 +119,55 @@ void rowToGrey(const unsigned char* in, int channels, long width, unsigned char*
     }
 }
 
-// Reads the rows into `decoded` (one row, or every row when interlaced) and converts them to
-// grey rows `stride` bytes apart from `grey`. False on a libpng error.
-bool readRows(PngState* st, const PngHeader* h, unsigned char* decoded, unsigned char* grey,
-              long stride) {
-    if (setjmp(png_jmpbuf(st->png))) return false;
+// Channel k (0 red, 1 green, 2 blue) of a decoded row, composited over white.
+void rowToChannel(const unsigned char* in, int channels, long width, int k, unsigned char* out) {
+    switch (channels) {
+        case 1:
+        case 2:
+            rowToGrey(in, channels, width, out);
+            break;
+        case 3:
+            for (long x = 0; x < width; ++x, in += 3) out[x] = in[k];
+            break;
+        default:
+            for (long x = 0; x < width; ++x, in += 4) out[x] = overWhite(in[k], in[3]);
+            break;
+    }
+}
+
+// The planes a decoded row becomes: one grey plane, or red, green and blue.
+struct Planes {
+    unsigned char* first[3] = {nullptr, nullptr, nullptr};
+    long stride[3] = {0, 0, 0};
+    int count = 1;
+};
+
+void convertRow(const unsigned char* row, const PngHeader* h, long y, const Planes& out) {
     const long width = static_cast<long>(h->width);
+    if (out.count == 1) {
+        rowToGrey(row, h->channels, width, out.first[0] + y * out.stride[0]);
+        return;
+    }
+    for (int k = 0; k < 3; ++k)
+        rowToChannel(row, h->channels, width, k, out.first[k] + y * out.stride[k]);
+}
+
+// Reads the rows into `decoded` (one row, or every row when interlaced) and converts them into
+// `out`. False on a libpng error.
+bool readRows(PngState* st, const PngHeader* h, unsigned char* decoded, const Planes& out) {
+    if (setjmp(png_jmpbuf(st->png))) return false;
     const long height = static_cast<long>(h->height);
     if (h->passes == 1) {
         for (long y = 0; y < height; ++y) {
             png_read_row(st->png, decoded, nullptr);
-            rowToGrey(decoded, h->channels, width, grey + y * stride);
+            convertRow(decoded, h, y, out);
         }
     } else {
         for (int pass = 0; pass < h->passes; ++pass)
             for (long y = 0; y < height; ++y)
                 png_read_row(st->png, decoded + static_cast<std::size_t>(y) * h->rowBytes, nullptr);
         for (long y = 0; y < height; ++y)
-            rowToGrey(decoded + static_cast<std::size_t>(y) * h->rowBytes, h->channels, width,
-                      grey + y * stride);
+            convertRow(decoded + static_cast<std::size_t>(y) * h->rowBytes, h, y, out);
     }
     png_read_end(st->png, nullptr);
     return true;
@@ -177,8 +207,11 @@ bool xfIsPngData(const unsigned char* data, std::size_t size) {
     return data && size >= 8 && png_sig_cmp(data, 0, 8) == 0;
 }
 
-xcPelBuffer<unsigned char> xf_DecodePng(const unsigned char* data, std::size_t size,
-                                        const std::wstring& what) {
+namespace {
+
+// Decodes into one grey buffer (colour false) or three colour planes.
+std::vector<xcPelBuffer<unsigned char>> decode(const unsigned char* data, std::size_t size,
+                                               const std::wstring& what, bool colour) {
     const std::wstring prefix = L"Cannot read " + what + L": ";
     if (!data || size == 0) throw xcIOError(prefix + L"the file is empty");
     if (!xfIsPngData(data, size))
@@ -210,15 +243,35 @@ xcPelBuffer<unsigned char> xf_DecodePng(const unsigned char* data, std::size_t s
         throw xcIOError(prefix + L"the file is too short for an image of " + xfStr(width) + L" x " +
                         xfStr(height) + L" pixels");
 
-    xcPelBuffer<unsigned char> image(width, height);
+    std::vector<xcPelBuffer<unsigned char>> images;
+    Planes planes;
+    planes.count = colour ? 3 : 1;
+    for (int k = 0; k < planes.count; ++k) {
+        images.emplace_back(width, height);
+        planes.first[k] = images.back().rowPointer(0);
+        planes.stride[k] = images.back().rowUpdate();
+    }
     // Rows are decoded into memory that is never zero-filled, so a corrupt header claiming a
     // huge image costs nothing before the data runs out.
     const std::size_t decodedBytes =
         h.rowBytes * (h.passes == 1 ? 1 : static_cast<std::size_t>(height));
     std::unique_ptr<unsigned char[]> decoded(new unsigned char[decodedBytes]);
-    if (!readRows(&st, &h, decoded.get(), image.rowPointer(0), image.rowUpdate()))
-        throw xcIOError(prefix + libpngMessage(st));
-    return image;
+    if (!readRows(&st, &h, decoded.get(), planes)) throw xcIOError(prefix + libpngMessage(st));
+    return images;
+}
+
+}  // namespace
+
+xcPelBuffer<unsigned char> xf_DecodePng(const unsigned char* data, std::size_t size,
+                                        const std::wstring& what) {
+    return decode(data, size, what, false).front();
+}
+
+xcRgbPlanes xfReadPngRgb(const std::filesystem::path& path) {
+    const std::vector<unsigned char> bytes = xf_ReadFileBytes(path);
+    std::vector<xcPelBuffer<unsigned char>> p =
+        decode(bytes.data(), bytes.size(), L"PNG file '" + xf_IOName(path) + L"'", true);
+    return {p[0], p[1], p[2]};
 }
 
 xcPelBuffer<unsigned char> xfDecodePng(const unsigned char* data, std::size_t size) {
