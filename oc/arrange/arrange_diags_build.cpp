@@ -13,8 +13,6 @@
 namespace {
 
 std::wstring costText(const xc_ArrangeCost& c) {
-    double total = 0.0;
-    for (int k = 0; k < 8; ++k) total += c.cost[k];
     return L"Best solution:\n"
            L"Line break cost\t\t" + xfStr(c.cost[2]) + L"\n" +
            L"Unmatched char cost\t" + xfStr(c.cost[1]) + L"\n" +
@@ -22,7 +20,7 @@ std::wstring costText(const xc_ArrangeCost& c) {
            L"Tangential trans cost\t" + xfStr(c.cost[4]) + L"\n" +
            L"Orientation cost\t\t" + xfStr(c.cost[5]) + L"\n" +
            L"Scale cost\t\t" + xfStr(c.cost[6]) + L"\n" +
-           L"Total cost\t\t\t" + xfStr(total) + L"\n";
+           L"Total cost\t\t\t" + xfStr(c.total()) + L"\n";
 }
 
 }  // namespace
@@ -48,10 +46,10 @@ void xf_AddBuildArrangementDiags(const xcPelBuffer_const<unsigned char>& image,
     xcDiagRecord* record = xf_AddImage(diag, image, L"Build arrangement", false);
 
     std::size_t nextSegment = 0, nextArc = 0;
-    const long numLines = static_cast<long>(bestPath.lineStarts.size());
+    const long numLines = static_cast<long>(bestPath.numLines());
     for (long l = 0; l < numLines; ++l) {
-        const long s = bestPath.lineStarts[l];
-        const long e = l + 1 < numLines ? bestPath.lineStarts[l + 1] : bestPath.size();
+        const long s = bestPath.lineStart(l);
+        const long e = l + 1 < numLines ? bestPath.lineStart(l + 1) : bestPath.size();
         const long type = l < static_cast<long>(cost.lineTypes.size())
                               ? static_cast<long>(cost.lineTypes[l])
                               : static_cast<long>(xcOCArrangeDefs::eDontCare);
@@ -82,12 +80,12 @@ void xf_AddBuildArrangementDiags(const xcPelBuffer_const<unsigned char>& image,
         long matched = 0;
         double match = 0.0, tan = 0.0, norm = 0.0, rot = 0.0, scl = 0.0;
         for (long i = s; i < e; ++i) {
-            xf_AddArrangeCharGraphic(graphics, charData[i].cellRect, poses[i].xform(),
+            xf_AddArrangeCharGraphic(graphics, charData[i].cellRect(), poses[i].xform(),
                                      statuses[i]);
             const std::wstring name =
                 alphabet.hasCharacter(keys[i]) ? alphabet.character(keys[i])->name() : L"";
             t << i << L"\t'" << name << L"'\t";
-            const long c = bestPath.choices[i];
+            const long c = bestPath.choice(i);
             if (c >= 0) {
                 t << c << L"\t" << 1.0 - scores[i] << L"\t" << cost.tanDeviations[i] << L"\t"
                   << cost.normDeviations[i] << L"\t" << cost.orientDeviations[i] << L"\t"

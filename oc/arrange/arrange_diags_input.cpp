@@ -13,7 +13,7 @@ namespace {
 
 // "No limit" stands for the largest value of a count limit.
 std::wstring limitText(long v) {
-    return v == xcOCArrangeParams::eNoLimit ? std::wstring(L"No limit") : xfStr(v);
+    return v == xcOCArrangeParams::kNoLimit ? std::wstring(L"No limit") : xfStr(v);
 }
 
 std::wstring imageInfo(const xcPelBuffer_const<unsigned char>& image) {

@@ -160,10 +160,10 @@ xcPlantedRun xfPlantedRun(const xcPlantedRunOptions& options, xcDiagObject* diag
     }
 
     // One line per text line, with its layout's segment or arc.
-    const long numLines = static_cast<long>(bestPath.lineStarts.size());
+    const long numLines = static_cast<long>(bestPath.numLines());
     for (long l = 0; l < numLines; ++l) {
-        const long s = bestPath.lineStarts[l];
-        const long e = l + 1 < numLines ? bestPath.lineStarts[l + 1] : bestPath.size();
+        const long s = bestPath.lineStart(l);
+        const long e = l + 1 < numLines ? bestPath.lineStart(l + 1) : bestPath.size();
         const xcSynthLineSpec& spec = sp.lines[static_cast<std::size_t>(l)];
         double angleSum = 0.0, scaleSum = 0.0;
         long matched = 0;
@@ -211,8 +211,8 @@ xcPlantedRun xfPlantedRun(const xcPlantedRunOptions& options, xcDiagObject* diag
     std::vector<xcPtrHandle_const<xcOCLine>> lines;
     std::vector<xc2Rigid> linePoses;
     for (long l = 0; l < numLines; ++l) {
-        const long s = bestPath.lineStarts[l];
-        const long e = l + 1 < numLines ? bestPath.lineStarts[l + 1] : bestPath.size();
+        const long s = bestPath.lineStart(l);
+        const long e = l + 1 < numLines ? bestPath.lineStart(l + 1) : bestPath.size();
         linePoses.push_back(l == 0 ? xc2Rigid() : frame.inverse() * rigidOf(poses[s]));
         std::vector<xcOCKeySet> sets;
         std::vector<xc2Rigid> charPoses;
