@@ -107,12 +107,12 @@ std::string xcHeadlessBrowser::dumpDom(const fs::path& page) const {
 }
 
 void xcHeadlessBrowser::screenshot(const fs::path& page, const fs::path& png, long width,
-                                   long height) const {
+                                   long height, const std::string& fragment) const {
     std::error_code ec;
     fs::remove(png, ec);
     run_("--virtual-time-budget=5000 --window-size=" + std::to_string(width) + "," +
          std::to_string(height) + " --screenshot=" + quoted(fs::absolute(png).string()) + " " +
-         quoted(fileUrl(page)));
+         quoted(fileUrl(page) + (fragment.empty() ? "" : "#" + fragment)));
     if (!fs::is_regular_file(png))
         throw xcIOError(L"The headless browser wrote no screenshot '" +
                         xfFromUtf8(png.string()) + L"'");

@@ -86,8 +86,6 @@ xc_Pose poseOf(const xcSynthPose& p) { return xc_Pose(p.xform()); }
 
 xc2Rigid rigidOf(const xc_Pose& p) { return xc2Rigid(p.translation, p.angle); }
 
-double degrees(double radians) { return radians * 180.0 / std::numbers::pi; }
-
 }  // namespace
 
 xcPlantedRun xfPlantedRun(const xcPlantedRunOptions& options, xcDiagObject* diag,

@@ -60,17 +60,40 @@ struct Rgb {
     int r(long x, long y) const { return p.red.get(x, y); }
     int g(long x, long y) const { return p.green.get(x, y); }
     int b(long x, long y) const { return p.blue.get(x, y); }
-    bool green(long x, long y) const {
-        return g(x, y) > 140 && g(x, y) - std::max(r(x, y), b(x, y)) > 70;
-    }
-    bool orange(long x, long y) const {
-        return r(x, y) > 190 && g(x, y) > 90 && g(x, y) < 200 && b(x, y) < 90 &&
-               r(x, y) - g(x, y) > 50;
-    }
-    bool red(long x, long y) const {
-        return r(x, y) > 190 && g(x, y) < 90 && b(x, y) < 90;
-    }
 };
+
+// The graphics' colours, in the order of Paint.
+enum Paint { eNone, eGreen, eOrange, eRed, eYellow };
+const xcColor kPaints[] = {xcColor::greenColor(), xcColor::orangeColor(), xcColor::redColor(),
+                           xcColor::yellowColor()};
+
+// Which graphic colour covers screenshot pixel (x, y), knowing the image's grey value v under
+// it: the colour C for which the change from grey, d = shown - v, is best explained as
+// a (C - v) with a coverage a in (0.25, 1] (anti-aliased edges cover a pixel partly).
+Paint paintAt(const Rgb& s, long x, long y, int v) {
+    const double d[3] = {static_cast<double>(s.r(x, y) - v), static_cast<double>(s.g(x, y) - v),
+                         static_cast<double>(s.b(x, y) - v)};
+    const double dd = d[0] * d[0] + d[1] * d[1] + d[2] * d[2];
+    if (dd < 30.0 * 30.0) return eNone;
+    Paint best = eNone;
+    double bestResidual = 0.3 * 0.3 * dd;
+    for (int k = 0; k < 4; ++k) {
+        const double c[3] = {kPaints[k].red() - static_cast<double>(v),
+                             kPaints[k].green() - static_cast<double>(v),
+                             kPaints[k].blue() - static_cast<double>(v)};
+        const double cc = c[0] * c[0] + c[1] * c[1] + c[2] * c[2];
+        if (cc < 1.0) continue;
+        const double a = (d[0] * c[0] + d[1] * c[1] + d[2] * c[2]) / cc;
+        if (a < 0.25 || a > 1.1) continue;
+        double residual = 0.0;
+        for (int i = 0; i < 3; ++i) residual += (d[i] - a * c[i]) * (d[i] - a * c[i]);
+        if (residual < bestResidual) {
+            bestResidual = residual;
+            best = static_cast<Paint>(k + 1);
+        }
+    }
+    return best;
+}
 
 // Where the scene image is shown at 1:1 in the screenshot: the top-most offset at which grey
 // screenshot pixels equal the image's at (nearly) all sampled places not covered by graphics.
@@ -119,6 +142,21 @@ double distanceToQuad(const xcVector<2>& p, const std::vector<xcVector<2>>& q) {
     return inside ? 0.0 : best;
 }
 
+struct Tree {
+    std::vector<std::wstring> titles;
+    std::vector<long> levels;
+    bool operator==(const Tree&) const = default;
+};
+
+Tree tree(const xcDiagObject& d) {
+    Tree t;
+    for (long i = 0; i < d.numRecords(); ++i) {
+        t.titles.push_back(d.diagRecord(i)->annotation());
+        t.levels.push_back(d.diagRecord(i)->level());
+    }
+    return t;
+}
+
 class ArrangePage : public ::testing::TestWithParam<xcPlantedRunOptions::Layout> {};
 
 }  // namespace
@@ -158,65 +196,94 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
     EXPECT_NE(dom.find("<span class=\"zoom\">1\u00d7</span>"), std::string::npos);  // script ran
     EXPECT_NE(dom.find("<caption>Target positions</caption>"), std::string::npos);
 
-    // The screenshot: the summary's figure of the output record, at 1:1.
-    const fs::path png = tmp.path / "shot.png";
-    browser.screenshot(index, png, 1280, 1000);
-    const Rgb shot{xfReadPngRgb(png)};
-    long ox = 0, oy = 0;
-    ASSERT_TRUE(locate(shot, run.scene.image, ox, oy)) << "the scene image is not on screen";
-    const long w = run.scene.image.width(), h = run.scene.image.height();
-
-    std::vector<std::vector<xcVector<2>>> boxes;  // in screenshot pixels
-    for (const auto& cell : run.cells) {
-        std::vector<xcVector<2>> q;
-        for (const xcVector<2>& c : cell) q.emplace_back(c.x() + ox, c.y() + oy);
-        boxes.push_back(q);
-    }
+    // Screenshots of the summary's figure, at 1:1: the output record's, and that of a run
+    // recording only the intermediate records, whose summary shows "Build arrangement".
+    xcDiagObject buildDiag;
+    const xcPlantedRun buildRun = xfPlantedRun(options, &buildDiag, 0x40000);
+    ASSERT_EQ(tree(buildDiag), (Tree{{L"OC Arranger: Intermediate", L"Build arrangement"}, {0, 1}}));
+    const fs::path buildIndex = xf_WriteArrangeReport(
+        buildDiag, tmp.path / "build", buildRun.keys, *buildRun.alphabet, buildRun.results, -1.0);
+    const xcPelBuffer_const<unsigned char>& image = run.scene.image;
+    const long w = image.width(), h = image.height();
     const std::vector<xcOCArrangeDefs::CharStatus>& statuses = run.results.statusFlags();
-    long matched = 0, inferred = 0;
-    for (std::size_t i = 0; i < boxes.size(); ++i) {
-        if (statuses[i] == xcOCArrangeDefs::eUnknown) continue;
-        SCOPED_TRACE("position " + std::to_string(i));
-        const bool isMatched = statuses[i] == xcOCArrangeDefs::eMatched;
-        (isMatched ? matched : inferred)++;
-        long inBox = 0;
-        for (long y = oy; y < oy + h; ++y)
-            for (long x = ox; x < ox + w; ++x)
-                if ((isMatched ? shot.green(x, y) : shot.orange(x, y)) &&
-                    distanceToQuad({x + 0.5, y + 0.5}, boxes[i]) < 2.0)
-                    ++inBox;
-        // The outline runs round the whole cell: well over half its perimeter is coloured.
-        const double perimeter = 2.0 * ((boxes[i][1] - boxes[i][0]).len() +
-                                        (boxes[i][3] - boxes[i][0]).len());
-        EXPECT_GT(static_cast<double>(inBox), 0.5 * perimeter);
-    }
-    EXPECT_GT(matched, 10);
-    EXPECT_GE(inferred, 1);
+    for (const bool output : {true, false}) {
+        SCOPED_TRACE(output ? "output record" : "Build arrangement");
+        const fs::path png = tmp.path / (output ? "output.png" : "build.png");
+        browser.screenshot(output ? index : buildIndex, png, 1280, 1000);
+        const Rgb shot{xfReadPngRgb(png)};
+        long ox = 0, oy = 0;
+        ASSERT_TRUE(locate(shot, image, ox, oy)) << "the scene image is not on screen";
 
-    // No character graphic away from the characters, and the fitted line on the text.
-    long stray = 0, red = 0, strayRed = 0;
-    for (long y = oy; y < oy + h; ++y) {
-        for (long x = ox; x < ox + w; ++x) {
-            const bool status = shot.green(x, y) || shot.orange(x, y), isRed = shot.red(x, y);
-            if (!status && !isRed) continue;
-            double d = 1e300;
-            for (const auto& q : boxes) d = std::min(d, distanceToQuad({x + 0.5, y + 0.5}, q));
-            if (status && d > 3.0) ++stray;
-            if (isRed) {
-                ++red;
-                if (d > 4.0) ++strayRed;
+        // Per image pixel, the graphic colour drawn over it.
+        std::vector<Paint> paint(static_cast<std::size_t>(w * h));
+        long counts[5] = {0, 0, 0, 0, 0};
+        for (long y = 0; y < h; ++y)
+            for (long x = 0; x < w; ++x) {
+                const Paint p = paintAt(shot, ox + x, oy + y, image.get(x, y));
+                paint[static_cast<std::size_t>(y * w + x)] = p;
+                ++counts[p];
             }
+        EXPECT_GT(counts[eGreen], 200);
+        EXPECT_GT(counts[eOrange], 10);
+        EXPECT_GT(counts[eYellow], 20);
+        // The output record draws the lines' rectangles, "Build arrangement" the fitted lines.
+        if (output) {
+            EXPECT_EQ(counts[eRed], 0);
+        } else {
+            EXPECT_GT(counts[eRed], 100);
         }
+
+        // Each drawn character's outline lies on its cell: its colour along the cell's sides
+        // (a neighbour's later outline may cover a shared side, the line's rectangle the top
+        // and bottom, so the length of one side is asked for).
+        long matched = 0, inferred = 0;
+        for (std::size_t i = 0; i < run.cells.size(); ++i) {
+            // "Build arrangement" colours each position by its status; the output record each
+            // character by the status of the first position holding its key.
+            long status = statuses[i];
+            if (output)
+                for (std::size_t k = 0; k < i; ++k)
+                    if (run.keys[k] == run.keys[i]) {
+                        status = statuses[k];
+                        break;
+                    }
+            if (status == xcOCArrangeDefs::eUnknown) continue;
+            SCOPED_TRACE("position " + std::to_string(i));
+            const Paint want = status == xcOCArrangeDefs::eMatched ? eGreen : eOrange;
+            (want == eGreen ? matched : inferred)++;
+            long near[5] = {0, 0, 0, 0, 0};
+            for (long y = 0; y < h; ++y)
+                for (long x = 0; x < w; ++x)
+                    if (distanceToQuad({x + 0.5, y + 0.5}, run.cells[i]) < 1.5)
+                        ++near[paint[static_cast<std::size_t>(y * w + x)]];
+            const double side = (run.cells[i][3] - run.cells[i][0]).len();
+            EXPECT_GT(static_cast<double>(near[want]), (want == eGreen ? 1.0 : 0.5) * side)
+                << "in the cell: " << near[eGreen] << " green, " << near[eOrange] << " orange, "
+                << near[eRed] << " red, " << near[eYellow] << " yellow pixels; cell at ("
+                << run.cells[i][0].x() << ", " << run.cells[i][0].y() << ") to ("
+                << run.cells[i][2].x() << ", " << run.cells[i][2].y() << ")";
+        }
+        EXPECT_GT(matched, 10);
+        EXPECT_GE(inferred, 2);
+
+        // Nothing green, orange or red away from the characters.
+        long stray = 0;
+        for (long y = 0; y < h; ++y)
+            for (long x = 0; x < w; ++x) {
+                const Paint p = paint[static_cast<std::size_t>(y * w + x)];
+                if (p != eGreen && p != eOrange && p != eRed) continue;
+                double d = 1e300;
+                for (const auto& q : run.cells) d = std::min(d, distanceToQuad({x + 0.5, y + 0.5}, q));
+                if (d > 3.0) ++stray;
+            }
+        EXPECT_EQ(stray, 0);
     }
-    EXPECT_EQ(stray, 0);
-    EXPECT_GT(red, 100);
-    EXPECT_EQ(strayRed, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, ArrangePage,
                          ::testing::Values(xcPlantedRunOptions::eStraight,
                                            xcPlantedRunOptions::eCircular),
-                         [](const auto& info) {
-                             return info.param == xcPlantedRunOptions::eStraight ? "Straight"
-                                                                                 : "Circular";
+                         [](const ::testing::TestParamInfo<xcPlantedRunOptions::Layout>& p) {
+                             return p.param == xcPlantedRunOptions::eStraight ? "Straight"
+                                                                              : "Circular";
                          });
