@@ -10,15 +10,23 @@ std::wstring nameOf(long key, const xcOCAlphabet& alphabet) {
     return alphabet.hasCharacter(key) ? alphabet.character(key)->name() : xfHex(key, 8);
 }
 
-// The target as its characters' names: run together when every name is one character long,
-// else separated by spaces.
-std::wstring targetText(const std::vector<long>& keys, const xcOCAlphabet& alphabet) {
+// The target as its characters' names, one quoted string per line of the arrangement (the
+// whole target in one when there is none): run together when every name is one character
+// long, else separated by spaces.
+std::wstring targetText(const std::vector<long>& keys, const xcOCAlphabet& alphabet,
+                        const std::vector<long>& lineOf) {
     bool single = true;
     for (long k : keys) single = single && nameOf(k, alphabet).size() == 1;
     std::wstring t;
-    for (std::size_t i = 0; i < keys.size(); ++i)
-        t += (i && !single ? L" " : L"") + nameOf(keys[i], alphabet);
-    return L"\u201c" + t + L"\u201d";
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        if (i == 0 || lineOf[i] != lineOf[i - 1]) {
+            t += i == 0 ? L"\u201c" : L"\u201d \u201c";
+        } else if (!single) {
+            t += L" ";
+        }
+        t += nameOf(keys[i], alphabet);
+    }
+    return keys.empty() ? std::wstring(L"(empty)") : t + L"\u201d";
 }
 
 std::wstring statusWord(long s) {
@@ -60,7 +68,7 @@ xcDiagHtmlPage xf_ArrangeReportPage(const std::vector<long>& keys, const xcOCAlp
         if (s >= 0 && s <= 2) ++counts[s];
     const xcOCLineArrangement* a = results.arrangement().get();
 
-    page.facts.push_back({L"Target", targetText(keys, alphabet)});
+
     page.facts.push_back({L"Positions", xfStr(keys.size()) + L": " + xfStr(counts[0]) +
                                             L" matched, " + xfStr(counts[1]) + L" inferred, " +
                                             xfStr(counts[2]) + L" unknown"});
@@ -78,6 +86,7 @@ xcDiagHtmlPage xf_ArrangeReportPage(const std::vector<long>& keys, const xcOCAlp
             for (long k = 0; k < np && p < lineOf.size(); ++k) lineOf[p++] = l;
         }
     }
+    page.facts.insert(page.facts.begin(), {L"Target", targetText(keys, alphabet, lineOf)});
     page.tableCaption = L"Target positions";
     page.tableHeader = {L"#", L"Key", L"Name", L"Status", L"Score", L"Line"};
     for (std::size_t i = 0; i < keys.size(); ++i) {

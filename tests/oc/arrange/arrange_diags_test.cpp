@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "oc/arrange/arrange_diag_text.h"
+#include "oc/arrange/arrange_diags_page.h"
 #include "oc/font/line_arrangement.h"
 #include "platform/core/exception.h"
 #include "platform/diag/graphic_shapes.h"
@@ -473,4 +474,45 @@ TEST(ArrangeDiags, NullDiagAndUnselectedFlagsRecordNothing) {
               L"degrees  xScale=1.000 yScale=1.000\n\nNumber of characters: 0\n"
               L"Index\tStatus\t\tScore\tKey\t\tName\tType\tSize\n\nArrangement name: \n"
               L"Number of lines: 0\n");
+}
+
+TEST(ArrangeDiags, ReportPageSummary) {
+    const xcPelBuffer<unsigned char> image = searchImage();
+    const xcOCArrangeResults results = plantedResults();
+    const std::vector<long> keys{kA, kSpace, kB, kC};
+    xcDiagObject d;
+    xf_AddImage(&d, image, L"Build arrangement", false);
+    xf_AddArrangeOutputDiags(image, keys, alphabet(), results, &d, 0x20000);
+    const xcDiagHtmlPage page = xf_ArrangeReportPage(keys, alphabet(), results, 0.0123, d);
+    EXPECT_EQ(page.title, L"OC Arranger run");
+    ASSERT_EQ(page.facts.size(), 6u);
+    EXPECT_EQ(page.facts[0].label, L"Target");
+    EXPECT_EQ(page.facts[0].value, L"\u201cA B\u201d \u201cC\u201d");
+    EXPECT_EQ(page.facts[1].value, L"4: 2 matched, 1 inferred, 1 unknown");
+    EXPECT_EQ(page.facts[2].value, L"2");
+    EXPECT_EQ(page.facts[5].value, L"12.3 ms");
+    ASSERT_EQ(page.tableRows.size(), 4u);
+    const std::vector<xcDiagHtmlPage::Cell>& row = page.tableRows[2];
+    ASSERT_EQ(row.size(), page.tableHeader.size());
+    EXPECT_EQ(row[1].text, L"00000042");
+    EXPECT_EQ(row[2].text, L"'B'");
+    EXPECT_EQ(row[3].text, L"matched");
+    EXPECT_EQ(row[3].color, xcColor::greenColor());
+    EXPECT_EQ(row[4].text, L"0.750");
+    EXPECT_EQ(page.tableRows[1][3].color, xcColor::orangeColor());
+    EXPECT_EQ(page.tableRows[3][3].text, L"unknown");
+    EXPECT_EQ(page.tableRows[3][5].text, L"1");
+    EXPECT_EQ(page.featuredRecord, 1);  // the output record
+    ASSERT_EQ(page.legend.size(), 5u);
+    EXPECT_EQ(page.legend[2].color, xcColor::redColor());
+
+    // Without an output record the summary shows "Build arrangement"; with neither, nothing.
+    xcDiagObject e;
+    xf_AddImage(&e, image, L"Build arrangement", false);
+    EXPECT_EQ(xf_ArrangeReportPage(keys, alphabet(), results, -1.0, e).featuredRecord, 0);
+    const xcDiagHtmlPage none = xf_ArrangeReportPage({}, alphabet(), xcOCArrangeResults(), -1.0,
+                                                     xcDiagObject());
+    EXPECT_EQ(none.featuredRecord, -1);
+    EXPECT_EQ(none.facts[0].value, L"(empty)");
+    EXPECT_EQ(none.facts[5].value, L"not measured");
 }

@@ -95,15 +95,17 @@ Paint paintAt(const Rgb& s, long x, long y, int v) {
     return best;
 }
 
-// Where the scene image is shown at 1:1 in the screenshot: the top-most offset at which grey
-// screenshot pixels equal the image's at (nearly) all sampled places not covered by graphics.
-bool locate(const Rgb& shot, const xcPelBuffer_const<unsigned char>& image, long& ox, long& oy) {
+// Where the scene image is shown at 1:1 in the screenshot, at or below row `fromY`: the
+// top-most offset at which grey screenshot pixels equal the image's at (nearly) all sampled
+// places not covered by graphics.
+bool locate(const Rgb& shot, const xcPelBuffer_const<unsigned char>& image, long fromY, long& ox,
+            long& oy) {
     std::mt19937 rng(5);
     std::vector<std::pair<long, long>> samples;
     for (int k = 0; k < 400; ++k)
         samples.emplace_back(static_cast<long>(rng() % image.width()),
                              static_cast<long>(rng() % image.height()));
-    for (long y = 0; y + image.height() <= shot.h(); ++y) {
+    for (long y = fromY; y + image.height() <= shot.h(); ++y) {
         for (long x = 0; x + image.width() <= shot.w(); ++x) {
             int misses = 0;
             for (const auto& [sx, sy] : samples) {
@@ -142,22 +144,13 @@ double distanceToQuad(const xcVector<2>& p, const std::vector<xcVector<2>>& q) {
     return inside ? 0.0 : best;
 }
 
-struct Tree {
-    std::vector<std::wstring> titles;
-    std::vector<long> levels;
-    bool operator==(const Tree&) const = default;
+struct PageCase {
+    xcPlantedRunOptions::Layout layout;
+    const char* font;
+    double size;
 };
 
-Tree tree(const xcDiagObject& d) {
-    Tree t;
-    for (long i = 0; i < d.numRecords(); ++i) {
-        t.titles.push_back(d.diagRecord(i)->annotation());
-        t.levels.push_back(d.diagRecord(i)->level());
-    }
-    return t;
-}
-
-class ArrangePage : public ::testing::TestWithParam<xcPlantedRunOptions::Layout> {};
+class ArrangePage : public ::testing::TestWithParam<PageCase> {};
 
 }  // namespace
 
@@ -169,7 +162,9 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
     }
     TempDir tmp;
     xcPlantedRunOptions options;
-    options.layout = GetParam();
+    options.layout = GetParam().layout;
+    options.font = GetParam().font;
+    options.size = GetParam().size;
     xcDiagObject diag;
     const xcPlantedRun run = xfPlantedRun(options, &diag, 0x70000);
     const fs::path index =
@@ -196,23 +191,29 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
     EXPECT_NE(dom.find("<span class=\"zoom\">1\u00d7</span>"), std::string::npos);  // script ran
     EXPECT_NE(dom.find("<caption>Target positions</caption>"), std::string::npos);
 
-    // Screenshots of the summary's figure, at 1:1: the output record's, and that of a run
-    // recording only the intermediate records, whose summary shows "Build arrangement".
-    xcDiagObject buildDiag;
-    const xcPlantedRun buildRun = xfPlantedRun(options, &buildDiag, 0x40000);
-    ASSERT_EQ(tree(buildDiag), (Tree{{L"OC Arranger: Intermediate", L"Build arrangement"}, {0, 1}}));
-    const fs::path buildIndex = xf_WriteArrangeReport(
-        buildDiag, tmp.path / "build", buildRun.keys, *buildRun.alphabet, buildRun.results, -1.0);
+    // One screenshot of the page of a run recording the intermediate and output records: its
+    // summary shows the output record's figure, followed by the records "OC Arranger:
+    // Intermediate" (the image alone) and "Build arrangement", all at 1:1.
+    xcDiagObject shotDiag;
+    const xcPlantedRun shotRun = xfPlantedRun(options, &shotDiag, 0x60000);
+    ASSERT_EQ(shotDiag.diagRecord(0)->annotation(), L"OC Arranger: Intermediate");
+    ASSERT_EQ(shotDiag.diagRecord(1)->annotation(), L"Build arrangement");
+    const fs::path shotIndex = xf_WriteArrangeReport(
+        shotDiag, tmp.path / "shot", shotRun.keys, *shotRun.alphabet, shotRun.results, -1.0);
+    const fs::path png = tmp.path / "shot.png";
+    browser.screenshot(shotIndex, png, 1280, 2200);
+    const Rgb shot{xfReadPngRgb(png)};
+
     const xcPelBuffer_const<unsigned char>& image = run.scene.image;
     const long w = image.width(), h = image.height();
     const std::vector<xcOCArrangeDefs::CharStatus>& statuses = run.results.statusFlags();
-    for (const bool output : {true, false}) {
-        SCOPED_TRACE(output ? "output record" : "Build arrangement");
-        const fs::path png = tmp.path / (output ? "output.png" : "build.png");
-        browser.screenshot(output ? index : buildIndex, png, 1280, 1000);
-        const Rgb shot{xfReadPngRgb(png)};
+    long fromY = 0;
+    for (const char* figure : {"output", "intermediate", "build"}) {
+        SCOPED_TRACE(figure);
+        const bool output = figure[0] == 'o';
         long ox = 0, oy = 0;
-        ASSERT_TRUE(locate(shot, image, ox, oy)) << "the scene image is not on screen";
+        ASSERT_TRUE(locate(shot, image, fromY, ox, oy)) << "the scene image is not on screen";
+        fromY = oy + h;
 
         // Per image pixel, the graphic colour drawn over it.
         std::vector<Paint> paint(static_cast<std::size_t>(w * h));
@@ -223,6 +224,10 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
                 paint[static_cast<std::size_t>(y * w + x)] = p;
                 ++counts[p];
             }
+        if (figure[0] == 'i') {  // nothing is drawn over the intermediate image
+            EXPECT_EQ(counts[eNone], w * h);
+            continue;
+        }
         EXPECT_GT(counts[eGreen], 200);
         EXPECT_GT(counts[eOrange], 10);
         EXPECT_GT(counts[eYellow], 20);
@@ -281,9 +286,12 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, ArrangePage,
-                         ::testing::Values(xcPlantedRunOptions::eStraight,
-                                           xcPlantedRunOptions::eCircular),
-                         [](const ::testing::TestParamInfo<xcPlantedRunOptions::Layout>& p) {
-                             return p.param == xcPlantedRunOptions::eStraight ? "Straight"
-                                                                              : "Circular";
+                         ::testing::Values(PageCase{xcPlantedRunOptions::eStraight,
+                                                    "DejaVuSerif.ttf", 32.0},
+                                           PageCase{xcPlantedRunOptions::eCircular,
+                                                    "DejaVuSansMono.ttf", 28.0}),
+                         [](const ::testing::TestParamInfo<PageCase>& p) {
+                             return p.param.layout == xcPlantedRunOptions::eStraight
+                                        ? "StraightSerif"
+                                        : "CircularMono";
                          });
