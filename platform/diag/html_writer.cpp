@@ -15,6 +15,7 @@
 #include "platform/core/char_code.h"
 #include "platform/core/exception.h"
 #include "platform/diag/html_assets.h"
+#include "platform/diag/html_summary.h"
 #include "platform/diag/html_text.h"
 #include "platform/diag/svg_painter.h"
 #include "platform/io/png_io.h"
@@ -118,6 +119,29 @@ bool hasPixels(const xcDiagRecord& r) {
     return r.hasImage() && r.image().width() > 0 && r.image().height() > 0;
 }
 
+// For each record with pixels, the record whose image file shows them: the first record whose
+// image views the same root buffer through the same window (the pixels are shared, so they
+// are the same); -1 for a record without pixels.
+std::vector<long> imageFiles(const xcDiagObject& diag) {
+    const long n = diag.numRecords();
+    std::vector<long> file(static_cast<std::size_t>(n), -1);
+    std::vector<long> written;
+    for (long i = 0; i < n; ++i) {
+        const xcDiagRecord& r = *diag.diagRecord(i);
+        if (!hasPixels(r)) continue;
+        file[i] = i;
+        for (long k : written) {
+            const xcDiagRecord& o = *diag.diagRecord(k);
+            if (o.image().sharesRoot(r.image()) && o.image().window() == r.image().window()) {
+                file[i] = k;
+                break;
+            }
+        }
+        if (file[i] == i) written.push_back(i);
+    }
+    return file;
+}
+
 // The record whose image the graphics of record i are drawn on, or -1.
 long imageHost(const xcDiagObject& diag, const xc_Tree& t, long i) {
     for (long k = i; k >= 0; k = t.parent[k])
@@ -160,17 +184,22 @@ std::string listColour(const xcGraphicList& list) {
 
 class xc_PageWriter {
 public:
-    xc_PageWriter(const xcDiagObject& diag) : m_diag(diag), m_tree(buildTree(diag)) {}
+    xc_PageWriter(const xcDiagObject& diag, const xcDiagHtmlPage& page,
+                  const std::vector<long>& files)
+        : m_diag(diag), m_page(page), m_files(files), m_tree(buildTree(diag)) {}
 
     std::string page();
 
 private:
+    void summary_();
     void toc_();
     void record_(long i);
     void figure_(long i);
     void texts_(const xcDiagRecord& r);
 
     const xcDiagObject& m_diag;
+    const xcDiagHtmlPage& m_page;
+    const std::vector<long>& m_files;
     xc_Tree m_tree;
     std::string m_out;
 };
@@ -186,9 +215,10 @@ std::string xc_PageWriter::page() {
     m_out +=
         "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-        "<title>Diagnostics</title>\n<style>";
+        "<title>" + xf_HtmlEscape(m_page.title) + "</title>\n<style>";
     m_out += xf_DiagHtmlStyle();
-    m_out += "</style>\n</head>\n<body>\n<header><h1>Diagnostics</h1><span class=\"summary\">" +
+    m_out += "</style>\n</head>\n<body>\n<header><h1>" + xf_HtmlEscape(m_page.title) +
+             "</h1><span class=\"summary\">" +
              plural(static_cast<std::size_t>(m_diag.numRecords()), "record", "records") +
              " &middot; " + plural(images, "image", "images") + " &middot; " +
              plural(texts, "text", "texts") + " &middot; " +
@@ -199,6 +229,7 @@ std::string xc_PageWriter::page() {
              "<div class=\"layout\">\n";
     toc_();
     m_out += "<main>\n";
+    summary_();
     if (m_diag.numRecords() == 0) m_out += "<p class=\"empty\">No records.</p>\n";
     // Records in index order are a depth-first walk: close what does not contain the next.
     std::vector<long> open;
@@ -219,6 +250,21 @@ std::string xc_PageWriter::page() {
     m_out += xf_DiagHtmlScript();
     m_out += "</script>\n</body>\n</html>\n";
     return std::move(m_out);
+}
+
+void xc_PageWriter::summary_() {
+    std::string figure;
+    const long f = m_page.featuredRecord;
+    const bool featured = f >= 0 && f < m_diag.numRecords() &&
+                          (m_diag.diagRecord(f)->hasImage() ||
+                           !m_diag.diagRecord(f)->graphicsLists().empty());
+    if (featured) {
+        std::swap(figure, m_out);
+        figure_(f);
+        std::swap(figure, m_out);
+    }
+    m_out += xf_DiagHtmlSummary(m_page, figure, f,
+                                featured ? m_diag.diagRecord(f)->annotation() : std::wstring());
 }
 
 void xc_PageWriter::toc_() {
@@ -345,7 +391,7 @@ void xc_PageWriter::figure_(long i) {
              std::string(host >= 0 ? "" : " blank") + "\" style=\"width:" + xf_SvgNumber(w * zoom) +
              "px;height:" + xf_SvgNumber(h * zoom) + "px\">";
     if (host >= 0) {
-        m_out += "<img src=\"images/" + imageFileName(host) + "\" alt=\"record " +
+        m_out += "<img src=\"images/" + imageFileName(m_files[host]) + "\" alt=\"record " +
                  std::to_string(host) + " image\" loading=\"lazy\" draggable=\"false\">";
     }
     m_out += "<svg viewBox=\"0 0 " + xf_SvgNumber(w) + " " + xf_SvgNumber(h) +
@@ -401,19 +447,21 @@ void xc_PageWriter::texts_(const xcDiagRecord& r) {
 }
 
 // Writes the images and the page into `dir` (which exists); returns the image files written.
-std::set<std::string> writeInto(const xcDiagObject& diag, const fs::path& dir, bool replacePage) {
+std::set<std::string> writeInto(const xcDiagObject& diag, const xcDiagHtmlPage& page,
+                                const fs::path& dir, bool replacePage) {
     std::error_code ec;
     fs::create_directories(dir / "images", ec);
     if (ec) ioError(L"Cannot create the folder", dir / "images", ec);
     std::set<std::string> written;
+    const std::vector<long> files = imageFiles(diag);
     for (long i = 0; i < diag.numRecords(); ++i) {
         const xcDiagRecord& r = *diag.diagRecord(i);
-        if (!hasPixels(r)) continue;
+        if (files[i] != i) continue;
         const std::string name = imageFileName(i);
         xfWritePng(r.image(), dir / "images" / name);
         written.insert(name);
     }
-    const std::string html = xc_PageWriter(diag).page();
+    const std::string html = xc_PageWriter(diag, page, files).page();
     if (replacePage) {
         replaceText(dir / "index.html", html);
     } else {
@@ -424,7 +472,12 @@ std::set<std::string> writeInto(const xcDiagObject& diag, const fs::path& dir, b
 
 }  // namespace
 
-fs::path xfWriteDiagHtml(const xcDiagObject& diag, const fs::path& folderAsGiven) {
+fs::path xfWriteDiagHtml(const xcDiagObject& diag, const fs::path& folder) {
+    return xfWriteDiagHtml(diag, folder, xcDiagHtmlPage());
+}
+
+fs::path xfWriteDiagHtml(const xcDiagObject& diag, const fs::path& folderAsGiven,
+                         const xcDiagHtmlPage& page) {
     if (folderAsGiven.empty()) throw xcBadArgument(L"xfWriteDiagHtml: the folder path is empty");
     // "out/" names the folder "out".
     const fs::path folder =
@@ -439,7 +492,7 @@ fs::path xfWriteDiagHtml(const xcDiagObject& diag, const fs::path& folderAsGiven
             throw xcIOError(L"Cannot write the diagnostics page into '" + pathText(folder) +
                             L"': it exists and is not a folder");
         }
-        const std::set<std::string> written = writeInto(diag, folder, true);
+        const std::set<std::string> written = writeInto(diag, page, folder, true);
         // Images of an earlier page that this one does not show.
         for (fs::directory_iterator it(folder / "images", ec), end; !ec && it != end;
              it.increment(ec)) {
@@ -460,7 +513,7 @@ fs::path xfWriteDiagHtml(const xcDiagObject& diag, const fs::path& folderAsGiven
     try {
         fs::create_directory(work, ec);
         if (ec) ioError(L"Cannot create the folder", work, ec);
-        writeInto(diag, work, false);
+        writeInto(diag, page, work, false);
         fs::rename(work, folder, ec);
         if (ec) ioError(L"Cannot move the diagnostics folder into place at", folder, ec);
     } catch (...) {

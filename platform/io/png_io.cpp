@@ -80,6 +80,7 @@ struct PngHeader {
     bool palette = false;
     int paletteSize = 0;
     unsigned char paletteGrey[256] = {};
+    unsigned char paletteRgb[256][3] = {};
 };
 
 inline unsigned char luma(unsigned r, unsigned g, unsigned b) {
@@ -107,6 +108,9 @@ bool readHeader(PngState* st, PngHeader* h) {
             const unsigned a = i < alphas ? alpha[i] : 255u;
             h->paletteGrey[i] =
                 overWhite(luma(colours[i].red, colours[i].green, colours[i].blue), a);
+            h->paletteRgb[i][0] = overWhite(colours[i].red, a);
+            h->paletteRgb[i][1] = overWhite(colours[i].green, a);
+            h->paletteRgb[i][2] = overWhite(colours[i].blue, a);
         }
         png_set_packing(st->png);  // indices of 1, 2 or 4 bits to one a byte
     } else {
@@ -140,9 +144,32 @@ void rowToGrey(const unsigned char* in, int channels, long width, unsigned char*
     }
 }
 
-// Palette indices to grey; an index beyond the palette is a libpng error of ours.
-void paletteToGrey(PngState* st, const PngHeader* h, const unsigned char* in, long width,
-                   long y, unsigned char* out) {
+// Channel k (0 red, 1 green, 2 blue) of a decoded row, composited over white.
+void rowToChannel(const unsigned char* in, int channels, long width, int k, unsigned char* out) {
+    switch (channels) {
+        case 1:
+        case 2:
+            rowToGrey(in, channels, width, out);
+            break;
+        case 3:
+            for (long x = 0; x < width; ++x, in += 3) out[x] = in[k];
+            break;
+        default:
+            for (long x = 0; x < width; ++x, in += 4) out[x] = overWhite(in[k], in[3]);
+            break;
+    }
+}
+
+// The planes a decoded row becomes: one grey plane, or red, green and blue.
+struct Planes {
+    unsigned char* first[3] = {nullptr, nullptr, nullptr};
+    long stride[3] = {0, 0, 0};
+    int count = 1;
+};
+
+// Palette indices to the planes; an index beyond the palette is a libpng error of ours.
+void paletteRow(PngState* st, const PngHeader* h, const unsigned char* in, long width, long y,
+                const Planes& out) {
     for (long x = 0; x < width; ++x) {
         if (in[x] >= h->paletteSize) {
             std::snprintf(st->detail, sizeof st->detail,
@@ -150,37 +177,49 @@ void paletteToGrey(PngState* st, const PngHeader* h, const unsigned char* in, lo
                           in[x], x, y, h->paletteSize);
             png_error(st->png, st->detail);
         }
-        out[x] = h->paletteGrey[in[x]];
+    }
+    if (out.count == 1) {
+        unsigned char* grey = out.first[0] + y * out.stride[0];
+        for (long x = 0; x < width; ++x) grey[x] = h->paletteGrey[in[x]];
+        return;
+    }
+    for (int k = 0; k < 3; ++k) {
+        unsigned char* plane = out.first[k] + y * out.stride[k];
+        for (long x = 0; x < width; ++x) plane[x] = h->paletteRgb[in[x]][k];
     }
 }
 
-void convertRow(PngState* st, const PngHeader* h, const unsigned char* in, long y,
-                unsigned char* out) {
+void convertRow(PngState* st, const PngHeader* h, const unsigned char* row, long y,
+                const Planes& out) {
     const long width = static_cast<long>(h->width);
-    if (h->palette)
-        paletteToGrey(st, h, in, width, y, out);
-    else
-        rowToGrey(in, h->channels, width, out);
+    if (h->palette) {
+        paletteRow(st, h, row, width, y, out);
+        return;
+    }
+    if (out.count == 1) {
+        rowToGrey(row, h->channels, width, out.first[0] + y * out.stride[0]);
+        return;
+    }
+    for (int k = 0; k < 3; ++k)
+        rowToChannel(row, h->channels, width, k, out.first[k] + y * out.stride[k]);
 }
 
-// Reads the rows into `decoded` (one row, or every row when interlaced) and converts them to
-// grey rows `stride` bytes apart from `grey`. False on a libpng error.
-bool readRows(PngState* st, const PngHeader* h, unsigned char* decoded, unsigned char* grey,
-              long stride) {
+// Reads the rows into `decoded` (one row, or every row when interlaced) and converts them into
+// `out`. False on a libpng error.
+bool readRows(PngState* st, const PngHeader* h, unsigned char* decoded, const Planes& out) {
     if (setjmp(png_jmpbuf(st->png))) return false;
     const long height = static_cast<long>(h->height);
     if (h->passes == 1) {
         for (long y = 0; y < height; ++y) {
             png_read_row(st->png, decoded, nullptr);
-            convertRow(st, h, decoded, y, grey + y * stride);
+            convertRow(st, h, decoded, y, out);
         }
     } else {
         for (int pass = 0; pass < h->passes; ++pass)
             for (long y = 0; y < height; ++y)
                 png_read_row(st->png, decoded + static_cast<std::size_t>(y) * h->rowBytes, nullptr);
         for (long y = 0; y < height; ++y)
-            convertRow(st, h, decoded + static_cast<std::size_t>(y) * h->rowBytes, y,
-                       grey + y * stride);
+            convertRow(st, h, decoded + static_cast<std::size_t>(y) * h->rowBytes, y, out);
     }
     png_read_end(st->png, nullptr);
     return true;
@@ -224,8 +263,11 @@ bool xf_MayBePng(const unsigned char* data, std::size_t size) {
     return data && size > 0 && png_sig_cmp(data, 0, std::min<std::size_t>(size, 8)) == 0;
 }
 
-xcPelBuffer<unsigned char> xf_DecodePng(const unsigned char* data, std::size_t size,
-                                        const std::wstring& what) {
+namespace {
+
+// Decodes into one grey buffer (colour false) or three colour planes.
+std::vector<xcPelBuffer<unsigned char>> decode(const unsigned char* data, std::size_t size,
+                                               const std::wstring& what, bool colour) {
     const std::wstring prefix = L"Cannot read " + what + L": ";
     if (!data || size == 0) throw xcIOError(prefix + L"the file is empty");
     if (!xfIsPngData(data, size))
@@ -257,15 +299,35 @@ xcPelBuffer<unsigned char> xf_DecodePng(const unsigned char* data, std::size_t s
         throw xcIOError(prefix + L"the file is too short for an image of " + xfStr(width) + L" x " +
                         xfStr(height) + L" pixels");
 
-    xcPelBuffer<unsigned char> image(width, height);
+    std::vector<xcPelBuffer<unsigned char>> images;
+    Planes planes;
+    planes.count = colour ? 3 : 1;
+    for (int k = 0; k < planes.count; ++k) {
+        images.emplace_back(width, height);
+        planes.first[k] = images.back().rowPointer(0);
+        planes.stride[k] = images.back().rowUpdate();
+    }
     // Rows are decoded into memory that is never zero-filled, so a corrupt header claiming a
     // huge image costs nothing before the data runs out.
     const std::size_t decodedBytes =
         h.rowBytes * (h.passes == 1 ? 1 : static_cast<std::size_t>(height));
     std::unique_ptr<unsigned char[]> decoded(new unsigned char[decodedBytes]);
-    if (!readRows(&st, &h, decoded.get(), image.rowPointer(0), image.rowUpdate()))
-        throw xcIOError(prefix + libpngMessage(st));
-    return image;
+    if (!readRows(&st, &h, decoded.get(), planes)) throw xcIOError(prefix + libpngMessage(st));
+    return images;
+}
+
+}  // namespace
+
+xcPelBuffer<unsigned char> xf_DecodePng(const unsigned char* data, std::size_t size,
+                                        const std::wstring& what) {
+    return decode(data, size, what, false).front();
+}
+
+xcRgbPlanes xfReadPngRgb(const std::filesystem::path& path) {
+    const std::vector<unsigned char> bytes = xf_ReadFileBytes(path);
+    std::vector<xcPelBuffer<unsigned char>> p =
+        decode(bytes.data(), bytes.size(), L"PNG file '" + xf_IOName(path) + L"'", true);
+    return {p[0], p[1], p[2]};
 }
 
 xcPelBuffer<unsigned char> xfDecodePng(const unsigned char* data, std::size_t size) {

@@ -34,6 +34,13 @@
 // Reads the PNG file at `path`.
 xcPelBuffer<unsigned char> xfReadPng(const std::filesystem::path& path);
 
+// The colour planes of a PNG (screenshots, for instance): 8 bits per sample as above, alpha
+// composited over white per channel; a grey PNG gives three equal planes. Errors as xfReadPng.
+struct xcRgbPlanes {
+    xcPelBuffer<unsigned char> red, green, blue;
+};
+xcRgbPlanes xfReadPngRgb(const std::filesystem::path& path);
+
 // Writes `image`'s window to `path` as a PNG. The file appears complete or not at all.
 void xfWritePng(const xcPelBuffer_const<unsigned char>& image, const std::filesystem::path& path);
 

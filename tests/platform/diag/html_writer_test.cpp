@@ -260,3 +260,62 @@ TEST(DiagHtml, EscapesAndNumbers) {
     EXPECT_EQ(xf_SvgNumber(2.0), "2");
     EXPECT_EQ(xf_SvgNumber(-12.3456), "-12.346");
 }
+
+TEST(DiagHtml, SummaryLegendFeaturedFigureAndSharedImages) {
+    TempDir tmp;
+    xcDiagObject d;
+    xcPelBuffer<unsigned char> img(12, 8);
+    img.set(3, 2, 200);
+    xf_AddImage(&d, img, L"first", false);
+    xcPelBuffer<unsigned char> part = img;
+    part.window(xcPelRect(2, 1, 5, 4));
+    xf_AddImage(&d, part, L"narrowed", false);   // same root, other window: its own file
+    xcDiagRecord* out = xf_AddImage(&d, img, L"again & <more>", false);  // shares file 0
+    xcGraphicList l;
+    l.append(make(new xcGraphicPointIcon({4, 4}, xcColor::greenColor())));
+    out->graphics(l, 1, L"marks");
+    xf_AddImage(&d, img, L"copied", true);  // a copy of the pixels: its own file
+
+    xcDiagHtmlPage page;
+    page.title = L"Run <1>";
+    page.facts = {{L"Target", L"'AB'"}, {L"Time", L"12 ms"}};
+    page.tableCaption = L"Positions";
+    page.tableHeader = {L"Index", L"Status"};
+    page.tableRows = {{{L"0", false, {}}, {L"matched", true, xcColor::greenColor()}}};
+    page.legend = {{xcColor::orangeColor(), L"inferred character"}};
+    page.featuredRecord = 2;
+    xfWriteDiagHtml(d, tmp.path / "p", page);
+    const std::string html = readFile(tmp.path / "p" / "index.html");
+
+    EXPECT_NE(html.find("<title>Run &lt;1&gt;</title>"), std::string::npos);
+    EXPECT_NE(html.find("<h1>Run &lt;1&gt;</h1>"), std::string::npos);
+    EXPECT_NE(html.find("<dt>Target</dt><dd>&#39;AB&#39;</dd>"), std::string::npos);
+    EXPECT_NE(html.find("<dt>Time</dt><dd>12 ms</dd>"), std::string::npos);
+    EXPECT_NE(html.find("<caption>Positions</caption><thead><tr><th>Index</th><th>Status</th>"),
+              std::string::npos);
+    EXPECT_NE(html.find("<td><span class=\"sw\" style=\"background:#00dc00\"></span>matched</td>"),
+              std::string::npos);
+    EXPECT_NE(html.find("<span class=\"sw\" style=\"background:#ff9600\"></span>inferred character"),
+              std::string::npos);
+    // The featured figure comes before the records and links to its record.
+    const std::size_t featured = html.find("<a href=\"#rec-2\">again &amp; &lt;more&gt;</a>");
+    ASSERT_NE(featured, std::string::npos);
+    EXPECT_LT(featured, html.find("<details class=\"rec\""));
+    EXPECT_EQ(count(html, "data-layer-id=\"L2-0\""), 2u);
+
+    // One file per distinct view of pixels.
+    EXPECT_TRUE(fs::exists(tmp.path / "p" / "images" / "rec-0000.png"));
+    EXPECT_TRUE(fs::exists(tmp.path / "p" / "images" / "rec-0001.png"));
+    EXPECT_FALSE(fs::exists(tmp.path / "p" / "images" / "rec-0002.png"));
+    EXPECT_TRUE(fs::exists(tmp.path / "p" / "images" / "rec-0003.png"));
+    EXPECT_EQ(count(html, "<img src=\"images/rec-0000.png\""), 3u);  // 0, 2 and the summary
+    EXPECT_EQ(xfReadPng(tmp.path / "p" / "images" / "rec-0001.png").get(1, 1), 200);
+
+    // A default page has no summary; an out-of-range featured record is ignored.
+    xcDiagHtmlPage plain;
+    plain.featuredRecord = 9;
+    xfWriteDiagHtml(d, tmp.path / "q", plain);
+    const std::string q = readFile(tmp.path / "q" / "index.html");
+    EXPECT_EQ(q.find("<section class=\"page-summary\""), std::string::npos);
+    EXPECT_NE(q.find("<h1>Diagnostics</h1>"), std::string::npos);
+}

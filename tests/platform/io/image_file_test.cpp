@@ -159,6 +159,23 @@ TEST_F(ImageFile, ColourAndSixteenBitBecomeGrey) {
     EXPECT_EQ(row0(xfReadPng(file("rgb16.png"))), (std::vector<int>{luma(255, 128, 0)}));
 }
 
+TEST_F(ImageFile, ColourPlanes) {
+    RawPng rgba{3,  1,     PNG_COLOR_TYPE_RGB_ALPHA,
+                8,  false, {0, 220, 0, 255, 200, 100, 50, 128, 9, 9, 9, 0},
+                {}, {}};
+    ASSERT_TRUE(xf_TestWritePng(rgba, file("rgba.png")));
+    const xcRgbPlanes p = xfReadPngRgb(file("rgba.png"));
+    EXPECT_EQ(row0(p.red), (std::vector<int>{0, overWhite(200, 128), 255}));
+    EXPECT_EQ(row0(p.green), (std::vector<int>{220, overWhite(100, 128), 255}));
+    EXPECT_EQ(row0(p.blue), (std::vector<int>{0, overWhite(50, 128), 255}));
+
+    RawPng grey{2, 1, PNG_COLOR_TYPE_GRAY, 8, false, {7, 250}, {}, {}};
+    ASSERT_TRUE(xf_TestWritePng(grey, file("grey.png")));
+    const xcRgbPlanes g = xfReadPngRgb(file("grey.png"));
+    for (const Buf* b : {&g.red, &g.green, &g.blue}) EXPECT_EQ(row0(*b), (std::vector<int>{7, 250}));
+    EXPECT_THROW(xfReadPngRgb(file("absent.png")), xcIOError);
+}
+
 TEST_F(ImageFile, PaletteLowDepthAndInterlace) {
     // 2-bit palette of four colours, entry 1 fully transparent, entry 2 half transparent.
     RawPng pal{5, 1, PNG_COLOR_TYPE_PALETTE, 2, false, {}, {}, {}};

@@ -1,0 +1,67 @@
+// The records of a run for each flag combination (titles and nesting levels), and that
+// recording them changes nothing in the results.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tools/arrange_page/planted_run.h"
+
+namespace {
+
+struct Rec {
+    std::wstring title;
+    long level;
+    bool operator==(const Rec&) const = default;
+};
+
+std::vector<Rec> records(const xcDiagObject& d) {
+    std::vector<Rec> r;
+    for (long i = 0; i < d.numRecords(); ++i)
+        r.push_back({d.diagRecord(i)->annotation(), d.diagRecord(i)->level()});
+    return r;
+}
+
+// The input record and its nested records: the alphabet's characters sit below "Alphabet
+// details".
+void expectInput(const std::vector<Rec>& r, std::size_t& at, long numChars) {
+    ASSERT_GE(r.size(), at + 2 + static_cast<std::size_t>(numChars));
+    EXPECT_EQ(r[at], (Rec{L"OC Arranger: Input", 0}));
+    EXPECT_EQ(r[at + 1], (Rec{L"Alphabet details", 1}));
+    at += 2;
+    while (at < r.size() && r[at].level >= 2) ++at;
+}
+
+}  // namespace
+
+TEST(PlantedRun, RecordTreeForEachFlagCombination) {
+    xcPlantedRunOptions options;
+    const xcPlantedRun plain = xfPlantedRun(options, nullptr, 0x70000);
+    const long numChars = plain.alphabet->numChars();
+    const std::vector<Rec> intermediate{{L"OC Arranger: Intermediate", 0},
+                                        {L"Build arrangement", 1}};
+    const std::vector<Rec> output{{L"OC Arranger: Output", 0},
+                                  {L"Details for line #0", 1},
+                                  {L"Details for line #1", 1}};
+    for (unsigned long flags : {0x0UL, 0x10000UL, 0x20000UL, 0x40000UL, 0x70000UL, 0xFFFFFFFFUL}) {
+        SCOPED_TRACE(flags);
+        xcDiagObject d;
+        const xcPlantedRun run = xfPlantedRun(options, &d, flags);
+        EXPECT_TRUE(run.results == plain.results);
+        EXPECT_EQ(d.level(), 0);
+        const std::vector<Rec> r = records(d);
+        std::size_t at = 0;
+        if (flags & 0x10000) expectInput(r, at, numChars);
+        if (flags & 0x40000) {
+            ASSERT_GE(r.size(), at + 2);
+            EXPECT_EQ(std::vector<Rec>(r.begin() + at, r.begin() + at + 2), intermediate);
+            at += 2;
+        }
+        if (flags & 0x20000) {
+            ASSERT_GE(r.size(), at + 3);
+            EXPECT_EQ(std::vector<Rec>(r.begin() + at, r.begin() + at + 3), output);
+            at += 3;
+        }
+        EXPECT_EQ(at, r.size());
+    }
+}
