@@ -17,7 +17,7 @@
 // result holds beyond its occurrences, and the times.
 //
 //   bench_extract_accuracy [--scenes=300] [--seed=1] [--min-size=20] [--max-size=40]
-//                          [--verbose] [--symmetry-table [--size=28]]
+//                          [--verbose] [--only=N] [--symmetry-table [--size=28]]
 // --symmetry-table prints, for DejaVu Sans Mono 0-9, A-Z and a few lower-case letters, whether
 // the character gets a pattern (edge test), its symmetry class and the score of its pattern on
 // its own image turned by 180 degrees, then exits.
@@ -44,6 +44,7 @@ struct Options {
     double minSize = 20, maxSize = 40;
     bool verbose = false;
     bool symmetryTable = false;
+    long only = -1;  // run this scene only
     double size = 28;
 };
 
@@ -60,6 +61,7 @@ Options parse(int argc, char** argv) {
         else if (const char* v3 = val("--min-size")) o.minSize = std::atof(v3);
         else if (const char* v4 = val("--max-size")) o.maxSize = std::atof(v4);
         else if (const char* v5 = val("--size")) o.size = std::atof(v5);
+        else if (const char* v6 = val("--only")) o.only = std::atol(v6);
         else if (std::strcmp(a, "--verbose") == 0) o.verbose = true;
         else if (std::strcmp(a, "--symmetry-table") == 0) o.symmetryTable = true;
         else {
@@ -174,6 +176,7 @@ int main(int argc, char** argv) {
             all += line.text;
             p.lines.push_back(line);
         }
+        if (o.only >= 0 && s != o.only) continue;
         const xcSynthScene scene = xfSynthScene(font, p);
 
         std::wstring distinct = all;
@@ -243,13 +246,30 @@ int main(int argc, char** argv) {
                 ++misses[all[k]];
                 ++sceneMisses;
                 if (near) ++nearMisses;
+                if (o.verbose) {
+                    double best = 1e9, bestAngle = 0, bestScale = 0;
+                    for (long i = 0; i < cr.numInstances(); ++i) {
+                        const xcVector<2> d = cr.pose(i).mapPoint(centre) - t.xform.mapPoint(centre);
+                        if (std::hypot(d.x(), d.y()) < best) {
+                            best = std::hypot(d.x(), d.y());
+                            bestAngle = cr.pose(i).xRot().toDouble() * 180.0 / M_PI;
+                            bestScale = cr.pose(i).xScale();
+                        }
+                    }
+                    std::printf("  miss %c (#%zu): %ld instances, nearest %.2f px at %.2f deg, "
+                                "scale %.3f (truth %.2f deg, scale %.3f)\n",
+                                static_cast<char>(all[k]), k, cr.numInstances(), best, bestAngle,
+                                bestScale, t.xform.xRot().toDouble() * 180.0 / M_PI,
+                                t.xform.xScale());
+                }
             }
         }
         if (o.verbose)
             std::printf("scene %ld: %s em %.1f angle %.1f scale %.3f lines %d chars %zu misses %ld "
-                        "lock %ld train %.1f ms search %.1f ms\n",
+                        "lock %ld at %.3f train %.1f ms search %.1f ms\n",
                         s, s % 2 ? "Sans" : "Mono", em, angle, scale, numLines, all.size(),
-                        sceneMisses, m.scaleLockIndex(), r.trainTime(), r.searchTime());
+                        sceneMisses, m.scaleLockIndex(), m.lockedScale(), r.trainTime(),
+                        r.searchTime());
     }
     auto median = [](std::vector<double> v) {
         std::sort(v.begin(), v.end());
