@@ -11,9 +11,9 @@ TEST(GeoAlignZone, InstancesNearTheEndsOfANearlyFullZone) {
     for (const double angle : {178.6, 179.7, -178.8, 0.5}) {
         SCOPED_TRACE(angle);
         geo_test::Scene s(160, 160);
-        const xcXform<2> truth = geo_test::pose(80.0, 80.0, angle, 1.0) *
-                                 xcXform<2>::translation(-(geo_test::kShapeOffset +
-                                                           xcVector<2>(8.0, 12.0)));
+        const xcXform<2> truth =
+            geo_test::pose(80.0, 80.0, angle, 1.0) *
+            xcXform<2>::translation(-(geo_test::kShapeOffset + xcVector<2>(8.0, 12.0)));
         s.add(truth);
         const xcPelBuffer8 img = s.render(40.0, 210.0, true, 2.0, 3);
         xcGeoAlignRunParams rp;
