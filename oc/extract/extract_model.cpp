@@ -208,7 +208,7 @@ bool xc_OCExtractModel::searchGeoFind_(const xcOCAlphabet&,
             const xcXform<2> t =
                 pattern->trainClientFromImage().linearAt(xcVector<2>(0.0, 0.0)).xform();
             const long wanted = m_occurrences[u] + 2;
-            if (!locked) rp.zone(xc_GeoDefs::eDofScale, m_params.scaleRange());
+            rp.zone(xc_GeoDefs::eDofScale, m_params.scaleRange());  // unused once locked
             rp.numToFind(wanted);
             xcGeoAlignResultSet set;
             try {
