@@ -10,6 +10,7 @@
 #include "platform/core/timeout.h"
 #include "platform/core/timer.h"
 #include "platform/vision/geo_align_defs.h"
+#include "platform/vision/geo_align_image.h"
 
 namespace {
 
@@ -43,14 +44,11 @@ void xc_OCExtractModel::init() {
     m_diagText.clear();
 }
 
-bool xc_OCExtractModel::search(const xcPtrHandle_const<xcOCAlphabet>& alphabet,
-                               const std::vector<long>& keys,
-                               const xcPelBuffer_const<unsigned char>& image,
-                               const xcPelBuffer_const<unsigned char>& mask,
-                               const xc_OCExtractModelParams& modelParams,
-                               const xc_OCExtractRunParams& runParams,
-                               xc_OCExtractStringResult& stringResult, xcDiagObject* diag,
-                               unsigned long flags) {
+bool xc_OCExtractModel::search(
+    const xcPtrHandle_const<xcOCAlphabet>& alphabet, const std::vector<long>& keys,
+    const xcPelBuffer_const<unsigned char>& image, const xcPelBuffer_const<unsigned char>& mask,
+    const xc_OCExtractModelParams& modelParams, const xc_OCExtractRunParams& runParams,
+    xc_OCExtractStringResult& stringResult, xcDiagObject* diag, unsigned long flags) {
     if (!alphabet) xstd_assert_(__LINE__, "null alphabet");
     init();
     m_params = modelParams;
@@ -99,10 +97,9 @@ void xc_OCExtractModel::train_(const xcOCAlphabet& alphabet, const std::vector<l
             xcPelBuffer<unsigned char> enlarged;
             xf_AffineTransform(image, xcRadian(0.0), 2.0, enlarged, 2);
             // The enlargement's client frame is the character's own.
-            enlarged.clientFromImageXform(image.clientFromImageXformBase()
-                                              .linearAt(xcVector<2>(0.0, 0.0))
-                                              .xform() *
-                                          enlarged.clientFromImageXform());
+            enlarged.clientFromImageXform(
+                image.clientFromImageXformBase().linearAt(xcVector<2>(0.0, 0.0)).xform() *
+                enlarged.clientFromImageXform());
             training = enlarged;
         }
         if (model.charType() == xcOCModel::eBlank) continue;
@@ -111,8 +108,7 @@ void xc_OCExtractModel::train_(const xcOCAlphabet& alphabet, const std::vector<l
 
         auto pattern = std::make_unique<xcGeoAlignPattern>();
         pattern->autoSelectGrainLimits(autoGrain);
-        if (!autoGrain)
-            pattern->grainLimits(static_cast<float>(fine), static_cast<float>(coarse));
+        if (!autoGrain) pattern->grainLimits(static_cast<float>(fine), static_cast<float>(coarse));
         bool trained = false;
         for (int attempt = 0; attempt < 2 && !trained; ++attempt) {
             if (attempt == 1) {
@@ -196,6 +192,10 @@ bool xc_OCExtractModel::searchGeoFind_(const xcOCAlphabet&,
     xcTimer timer(true);
     bool ok = true;
 
+    // Every character's run derives the same pyramid, response planes and gradients from the
+    // image: derived once here and shared.
+    const xcGeoAlignImage prepared(image,
+                                   mask.isBound() ? mask : xcPelBuffer_const<unsigned char>());
     if (static_cast<long>(m_searchOrder.size()) != numModels())
         xstd_assert_(__LINE__, "search order does not cover the models");
     for (const long i : m_searchOrder) {
@@ -208,16 +208,13 @@ bool xc_OCExtractModel::searchGeoFind_(const xcOCAlphabet&,
             const xcXform<2> t =
                 pattern->trainClientFromImage().linearAt(xcVector<2>(0.0, 0.0)).xform();
             const long wanted = m_occurrences[u] + 2;
-            if (!locked) rp.zone(xc_GeoDefs::eDofScale, m_params.scaleRange());
+            rp.zone(xc_GeoDefs::eDofScale, m_params.scaleRange());  // unused once locked
             rp.numToFind(wanted);
             xcGeoAlignResultSet set;
             try {
                 xcAttentionTag tag;
                 tag.attachTimeoutCustom(runParams.timeout(), kSearchTimeoutCode);
-                if (mask.isBound())
-                    pattern->run(image, mask, rp, set, nullptr, 0);
-                else
-                    pattern->run(image, rp, set, nullptr, 0);
+                pattern->run(prepared, rp, set, nullptr, 0);
             } catch (const xcTimeout::InternalExpired&) {
                 ok = false;
             } catch (const xc_GeoDefs::InternalError&) {
@@ -253,6 +250,12 @@ bool xc_OCExtractModel::searchGeoFind_(const xcOCAlphabet&,
         ++position;
     }
     return ok;
+}
+
+bool xc_OCExtractModel::hasPattern(long key) const {
+    const auto it = std::lower_bound(m_keys.begin(), m_keys.end(), key);
+    return it != m_keys.end() && *it == key &&
+           m_patterns[static_cast<size_t>(it - m_keys.begin())] != nullptr;
 }
 
 std::vector<long> xc_OCExtractModel::searchOrderKeys() const {

@@ -55,6 +55,8 @@ public:
     // common scale (1 when it did not lock).
     long scaleLockIndex() const { return m_scaleLockIndex; }
     double lockedScale() const { return m_lockedScale; }
+    // Whether the last search trained a pattern for `key`.
+    bool hasPattern(long key) const;
     // The distinct keys of the last search in search order (most edge directions first).
     std::vector<long> searchOrderKeys() const;
 
@@ -75,9 +77,9 @@ public:
     bool search(const xcPtrHandle_const<xcOCAlphabet>& alphabet, const std::vector<long>& keys,
                 const xcPelBuffer_const<unsigned char>& image,
                 const xcPelBuffer_const<unsigned char>& mask,
-                const xc_OCExtractModelParams& modelParams,
-                const xc_OCExtractRunParams& runParams, xc_OCExtractStringResult& stringResult,
-                xcDiagObject* diag = nullptr, unsigned long flags = 0);
+                const xc_OCExtractModelParams& modelParams, const xc_OCExtractRunParams& runParams,
+                xc_OCExtractStringResult& stringResult, xcDiagObject* diag = nullptr,
+                unsigned long flags = 0);
 
     // ---- Steps of the search, usable on their own ------------------------------------------
 
@@ -91,8 +93,9 @@ public:
     // Whether `pattern` finds `image` (a character image, its window) turned by `angle`
     // degrees: the turned image (enlarged two times when the image is under 15 pixels on a
     // side) keeps the client frame of the image and is searched inside a background padding;
-    // the pattern is run on it at the client angle -angle and scale 1. True when the first result is accepted (0.3) and scores above
-    // 0.7; pose is then that result's pose whatever its score (unchanged when none accepted).
+    // the pattern is run on it at the client angle -angle and scale 1. True when the first result
+    // is accepted (0.3) and scores above 0.7; pose is then that result's pose whatever its score
+    // (unchanged when none accepted).
     static bool matchesRotated(const xcPelBuffer_const<unsigned char>& image,
                                const xcGeoAlignPattern& pattern, double angle, xcXform<2>& pose);
     // The same, also giving the first result's score (0 when there is no accepted result).
@@ -130,7 +133,8 @@ private:
                         const xc_OCExtractRunParams& runParams,
                         xc_OCExtractStringResult& stringResult);
     void postProcessResults_(xc_OCExtractStringResult& stringResult, const std::vector<long>& keys);
-    void drawTrainDiags_(const xcOCAlphabet& alphabet, const xcPelBuffer_const<unsigned char>& image,
+    void drawTrainDiags_(const xcOCAlphabet& alphabet,
+                         const xcPelBuffer_const<unsigned char>& image,
                          const std::vector<long>& keys, xcDiagObject* diag, unsigned long flags);
     void drawRuntimeDiags_(const xcOCAlphabet& alphabet,
                            const xcPelBuffer_const<unsigned char>& image,

@@ -7,6 +7,7 @@
 #include "platform/core/attention.h"
 #include "platform/core/timeout.h"
 #include "platform/core/timer.h"
+#include "platform/vision/geo_align_image.h"
 #include "platform/vision/geo_align_model.h"
 #include "platform/vision/geo_align_search.h"
 
@@ -70,6 +71,19 @@ void xcGeoAlignPattern::run(const xcPelBuffer_const<unsigned char>& image,
                             const xcPelBuffer_const<unsigned char>& mask,
                             const xcGeoAlignRunParams& params, xcGeoAlignResultSet& results,
                             xcDiagObject*, unsigned long) const {
+    xc_GeoImageCache own(image, mask, false);
+    run_(own, params, results);
+}
+
+void xcGeoAlignPattern::run(const xcGeoAlignImage& image, const xcGeoAlignRunParams& params,
+                            xcGeoAlignResultSet& results, xcDiagObject*, unsigned long) const {
+    run_(image.cache_(), params, results);
+}
+
+void xcGeoAlignPattern::run_(xc_GeoImageCache& cache, const xcGeoAlignRunParams& params,
+                             xcGeoAlignResultSet& results) const {
+    const xcPelBuffer_const<unsigned char>& image = cache.image;
+    const xcPelBuffer_const<unsigned char>& mask = cache.mask;
     results.clear();
     const xcTimer timer(true);
     try {
@@ -81,7 +95,7 @@ void xcGeoAlignPattern::run(const xcPelBuffer_const<unsigned char>& image,
             throw xc_GeoDefs::InternalError(
                 L"Geometric alignment run: the mask's window does not contain the image's window");
         xcGeoAlignResultSet out;
-        xf_GeoSearch(*m_model, image, mask, params, out);
+        xf_GeoSearch(*m_model, cache, params, out);
         out.time(timer.elapsed());
         results = std::move(out);
     } catch (const xcTimeout::Expired&) {

@@ -36,7 +36,9 @@
 #include "platform/vision/geo_align_result.h"
 
 struct xc_GeoModel;
+struct xc_GeoImageCache;
 class xcDiagObject;
+class xcGeoAlignImage;
 
 class xcGeoAlignPattern {
 public:
@@ -103,8 +105,18 @@ public:
              const xcPelBuffer_const<unsigned char>& mask, const xcGeoAlignRunParams& params,
              xcGeoAlignResultSet& results, xcDiagObject* diag = nullptr,
              unsigned long flags = 0) const;
+    // Searches a prepared image (geo_align_image.h): the results are exactly those of
+    // run(image.image(), image.mask(), params, ...), and what the run derives from the image
+    // alone is taken from, or left in, the prepared image for the next run. Throws as run
+    // does. Not to be called for one prepared image from two threads at once.
+    void run(const xcGeoAlignImage& image, const xcGeoAlignRunParams& params,
+             xcGeoAlignResultSet& results, xcDiagObject* diag = nullptr,
+             unsigned long flags = 0) const;
 
 private:
+    void run_(xc_GeoImageCache& cache, const xcGeoAlignRunParams& params,
+              xcGeoAlignResultSet& results) const;
+
     const xc_GeoModel& model_() const;
 
     bool m_autoGrain = true;

@@ -162,7 +162,14 @@ double xf_GeoConvexOverlapArea(const std::vector<xcVector<2>>& a,
 void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned char>& image,
                   const xcPelBuffer_const<unsigned char>& mask, const xcGeoAlignRunParams& params,
                   xcGeoAlignResultSet& results) {
+    xc_GeoImageCache own(image, mask, false);
+    xf_GeoSearch(model, own, params, results);
+}
+
+void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
+                  const xcGeoAlignRunParams& params, xcGeoAlignResultSet& results) {
     results.clear();
+    const xcPelBuffer_const<unsigned char>& image = cache.image;
     const FrameMap fm = frameMap(model, image);
 
     // The zones in the image's pixel frame.
@@ -198,7 +205,7 @@ void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
     const int sceneCoarse = std::max(setup.fitLevel, model.coarseLevel - setup.levelShift);
 
     // The pyramid, and the coarse level it allows.
-    xc_GeoPyramid pyr(image, mask, sceneCoarse);
+    const xc_GeoPyramid& pyr = cache.pyramid(sceneCoarse);
     const int coarse = std::min(pyr.top(), sceneCoarse);
     if (coarse < setup.fitLevel) return;  // the image is smaller than the finest grain
     const xc_GeoLevel& top = model.level(setup.modelLevel(model, coarse));
@@ -237,8 +244,7 @@ void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
     std::vector<xc_GeoCandidate> cands;
     {
         const long border = static_cast<long>(std::ceil(top.radius * smax / g)) + 2;
-        xc_GeoResponse resp(pyr.plane(coarse), pyr.hasMask() ? &pyr.maskPlane(coarse) : nullptr,
-                            setup.contrast, setup.polarity, border);
+        const xc_GeoResponse& resp = cache.response(coarse, setup.contrast, setup.polarity, border);
         cands = xf_GeoCoarseSearch(resp, top.points, coarse, grid,
                                    std::max(kMinCoarseScore, kCoarseFactor * accept), cap);
     }
@@ -247,10 +253,13 @@ void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
     xc_GeoLevelScorer scorer;
     for (int l = coarse - 1; l >= setup.fitLevel; --l) {
         std::vector<xc_GeoCandidate> next;
+        // Whole-level unit gradients pay once several runs share them.
+        const xc_GeoLevelScorer* units =
+            cands.empty() ? nullptr : cache.unitGradients(l, setup.contrast);
         for (const xc_GeoCandidate& c : cands) {
             xc_GeoCandidate t =
                 xf_GeoTrackLevel(c, model, l, pyr, setup, scorer,
-                                 l == coarse - 1 ? kFirstTrackReach : 1, kTrackRounds);
+                                 l == coarse - 1 ? kFirstTrackReach : 1, kTrackRounds, units);
             if (t.score >= kTrackFactor * accept) next.push_back(t);
         }
         dedupe(next, l, setup, cap);

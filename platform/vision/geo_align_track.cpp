@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <numbers>
 
 #include <emmintrin.h>
 
@@ -11,7 +12,16 @@
 double xc_GeoRunSetup::clampAngle(double a) const {
     if (!angleFree) return angleNominal;
     if (angleCircular) return a;
-    return std::clamp(a, angleLo, angleHi);
+    // Angles are taken on the circle: a zone that nearly closes the turn (-179 ... 180, say)
+    // holds an angle just below its start as the same angle a turn higher. Outside the zone the
+    // angle goes to the end nearer on the circle.
+    constexpr double kTurn = 2.0 * std::numbers::pi;
+    if (a < angleLo && a + kTurn <= angleHi) return a + kTurn;
+    if (a > angleHi && a - kTurn >= angleLo) return a - kTurn;
+    if (a >= angleLo && a <= angleHi) return a;
+    const double toLo = std::fabs(std::remainder(a - angleLo, kTurn));
+    const double toHi = std::fabs(std::remainder(a - angleHi, kTurn));
+    return toLo <= toHi ? angleLo : angleHi;
 }
 
 int xc_GeoRunSetup::modelLevel(const xc_GeoModel& model, int level) const {
@@ -41,6 +51,7 @@ void xc_GeoLevelScorer::prepare(const xc_GeoPlane& plane, const xc_GeoPlane* mas
     const float t = static_cast<float>(8.0 * contrast);
     const float t2 = std::max(t * t, 1e-12f);
     for (long y = ya; y < yb; ++y) {
+        if (((y - ya) & 31) == 31) xcAttention::check();  // whole levels take a while
         xf_GeoSobel(plane, mask, xa, y, cw, 1, gx.data(), gy.data(), cw);
         const long off = (y - y0) * m_w + (xa - x0);
         float* ux = m_ux.data() + off;
@@ -54,6 +65,29 @@ void xc_GeoLevelScorer::prepare(const xc_GeoPlane& plane, const xc_GeoPlane* mas
                 uy[i] = fy * inv;
             }
         }
+    }
+}
+
+void xc_GeoLevelScorer::prepareFrom(const xc_GeoLevelScorer& level, long x0, long y0, long w,
+                                    long h) {
+    m_x0 = x0;
+    m_y0 = y0;
+    m_w = std::max(0L, w);
+    m_h = std::max(0L, h);
+    const size_t n = static_cast<size_t>(m_w * m_h) + kPad;
+    m_ux.assign(n, 0.0f);
+    m_uy.assign(n, 0.0f);
+    const long xa = std::max(level.m_x0, x0), ya = std::max(level.m_y0, y0);
+    const long xb = std::min(level.m_x0 + level.m_w, x0 + m_w);
+    const long yb = std::min(level.m_y0 + level.m_h, y0 + m_h);
+    if (xb <= xa || yb <= ya) return;
+    for (long y = ya; y < yb; ++y) {
+        const size_t from = static_cast<size_t>((y - level.m_y0) * level.m_w + (xa - level.m_x0));
+        const size_t to = static_cast<size_t>((y - y0) * m_w + (xa - x0));
+        std::copy_n(level.m_ux.begin() + static_cast<std::ptrdiff_t>(from), xb - xa,
+                    m_ux.begin() + static_cast<std::ptrdiff_t>(to));
+        std::copy_n(level.m_uy.begin() + static_cast<std::ptrdiff_t>(from), xb - xa,
+                    m_uy.begin() + static_cast<std::ptrdiff_t>(to));
     }
 }
 
@@ -179,7 +213,8 @@ xc_GeoCandidate climb(const xc_GeoCandidate& c, const xc_GeoLevel& lv, int level
 
 xc_GeoCandidate xf_GeoTrackLevel(const xc_GeoCandidate& c, const xc_GeoModel& model, int level,
                                  const xc_GeoPyramid& pyr, const xc_GeoRunSetup& setup,
-                                 xc_GeoLevelScorer& scorer, int reach, int maxRounds) {
+                                 xc_GeoLevelScorer& scorer, int reach, int maxRounds,
+                                 const xc_GeoLevelScorer* levelUnits) {
     const xc_GeoLevel& lv = model.level(setup.modelLevel(model, level));
     const double g = xf_GeoGrain(level);
     const double da = setup.angleFree ? setup.angleStep0 * g : 0.0;
@@ -191,8 +226,11 @@ xc_GeoCandidate xf_GeoTrackLevel(const xc_GeoCandidate& c, const xc_GeoModel& mo
                      std::max(1, reach) * rounds;
     const long cx = static_cast<long>(std::floor(c.pose.x / g));
     const long cy = static_cast<long>(std::floor(c.pose.y / g));
-    scorer.prepare(pyr.plane(level), pyr.hasMask() ? &pyr.maskPlane(level) : nullptr,
-                   setup.contrast, cx - win, cy - win, 2 * win + 1, 2 * win + 1);
+    if (levelUnits)
+        scorer.prepareFrom(*levelUnits, cx - win, cy - win, 2 * win + 1, 2 * win + 1);
+    else
+        scorer.prepare(pyr.plane(level), pyr.hasMask() ? &pyr.maskPlane(level) : nullptr,
+                       setup.contrast, cx - win, cy - win, 2 * win + 1, 2 * win + 1);
     if (reach >= 2) return climb<2>(c, lv, level, setup, scorer, da, ds, rounds);
     return climb<1>(c, lv, level, setup, scorer, da, ds, rounds);
 }

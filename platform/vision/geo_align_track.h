@@ -35,6 +35,8 @@ struct xc_GeoRunSetup {
     // The model level that serves image level `level`.
     int modelLevel(const xc_GeoModel& model, int level) const;
 
+    // The angle held in the angle zone: itself a whole turn up or down when that lies in the
+    // zone, else the zone's end nearer on the circle.
     double clampAngle(double a) const;
     double clampScale(double s) const;
 };
@@ -46,6 +48,9 @@ public:
     // The window [x0, x0 + w) x [y0, y0 + h) of the level (it may reach outside the plane).
     void prepare(const xc_GeoPlane& plane, const xc_GeoPlane* mask, double contrast, long x0,
                  long y0, long w, long h);
+    // The same window as prepare() makes, copied from a scorer prepared over a whole level
+    // (window at (0, 0) of the level's size) with the same plane, mask and contrast.
+    void prepareFrom(const xc_GeoLevelScorer& level, long x0, long y0, long w, long h);
     // The scores of the 3 x 3 poses pose + (i, j) level pixels, i, j in {-1, 0, 1}, row by row
     // (out[(j + 1) * 3 + i + 1]), as fractions of the number of points.
     void score3x3(const std::vector<xc_GeoPoint>& pts, const xc_GeoPose& pose, int level,
@@ -66,7 +71,10 @@ private:
 };
 
 // Tracks a candidate from the image level above `level` to `level` (with the points of the model
-// level that serves it); returns the best pose of the neighbourhood and its score.
+// level that serves it); returns the best pose of the neighbourhood and its score. With
+// `levelUnits` (a scorer prepared over the whole level) the candidate's window is copied from it
+// instead of computed.
 xc_GeoCandidate xf_GeoTrackLevel(const xc_GeoCandidate& c, const xc_GeoModel& model, int level,
                                  const xc_GeoPyramid& pyr, const xc_GeoRunSetup& setup,
-                                 xc_GeoLevelScorer& scorer, int reach, int maxRounds);
+                                 xc_GeoLevelScorer& scorer, int reach, int maxRounds,
+                                 const xc_GeoLevelScorer* levelUnits = nullptr);

@@ -29,9 +29,9 @@ xc_OCExtractModelParams uprightParams() {
 }  // namespace
 
 TEST(OCExtractDiags, ResultDetailsTextAndGraphics) {
-    // Two A's and an H; search for A only.
-    const auto alphabet = glyphAlphabet(mono(), L"AHB", 28.0);
-    const xcSynthScene scene = lineScene(mono(), L"AHA", 28.0, xcVector<2>(100, 200), 0.0, 1.0);
+    // Two A's and an S; search for A only.
+    const auto alphabet = glyphAlphabet(mono(), L"ASB", 28.0);
+    const xcSynthScene scene = lineScene(mono(), L"ASA", 28.0, xcVector<2>(100, 200), 0.0, 1.0);
     xc_OCExtractModel model;
     xc_OCExtractStringResult r;
     xcDiagObject diag;
@@ -103,7 +103,7 @@ TEST(OCExtractDiags, ResultDetailsTextAndGraphics) {
     // is not found is listed without instances or graphics.
     xc_OCExtractModel other;
     xcDiagObject sym;
-    other.search(alphabet, keysOf(L"HB"), scene.image, xcPelBuffer_const<unsigned char>(),
+    other.search(alphabet, keysOf(L"SB"), scene.image, xcPelBuffer_const<unsigned char>(),
                  uprightParams(), xc_OCExtractRunParams(), r, &sym, 0x20000);
     ASSERT_EQ(r.results()[0]->symmetry(), xc_OCExtractDefs::eSymmetric180);
     ASSERT_EQ(r.results()[0]->numInstances(), 1);
@@ -115,7 +115,7 @@ TEST(OCExtractDiags, ResultDetailsTextAndGraphics) {
     EXPECT_EQ(symLines[1], L"Final Results");
     EXPECT_EQ(symLines[2], L"Could not find Char Model 'B'");
     EXPECT_EQ(symLines[3], L"");
-    EXPECT_EQ(symLines[4], L"Found Char Model 'H'");
+    EXPECT_EQ(symLines[4], L"Found Char Model 'S'");
     EXPECT_EQ(symLines[5].substr(0, 14), L" \t Instance #0");
     EXPECT_EQ(symLines[6], L"");
     const auto& items = sym.diagRecord(1)->graphicsLists()[0].list.items();
@@ -125,7 +125,7 @@ TEST(OCExtractDiags, ResultDetailsTextAndGraphics) {
     EXPECT_EQ(blue->props().color(), xcColor::blueColor());
     const xcXform<2> pose = r.results()[0]->pose(0);
     EXPECT_LT((blue->shape().p1() - pose.mapPoint(xcVector<2>(0, 0))).len(), 1e-9);
-    const xcPelRect cell = alphabet->character(L'H')->imageArea();
+    const xcPelRect cell = alphabet->character(L'S')->imageArea();
     const double len = 0.5 * std::min(cell.width(), cell.height());
     EXPECT_LT((blue->shape().p2() - pose.mapPoint(xcVector<2>(-len, 0))).len(), 1e-9);
 }

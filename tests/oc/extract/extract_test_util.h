@@ -19,14 +19,14 @@
 #include "tools/synth/scene.h"
 
 // Expects `stmt` to throw exactly `Type` with the wide message `msg`.
-#define EXPECT_EXTRACT_ERROR(stmt, msg)                                                    \
-    do {                                                                                   \
-        try {                                                                              \
-            stmt;                                                                          \
-            ADD_FAILURE() << "no exception from " #stmt;                                   \
-        } catch (const xc_OCExtractDefs::xc_OCExtractError& e_) {                          \
-            EXPECT_EQ(e_.string(), std::wstring(msg)) << #stmt;                            \
-        }                                                                                  \
+#define EXPECT_EXTRACT_ERROR(stmt, msg)                           \
+    do {                                                          \
+        try {                                                     \
+            stmt;                                                 \
+            ADD_FAILURE() << "no exception from " #stmt;          \
+        } catch (const xc_OCExtractDefs::xc_OCExtractError& e_) { \
+            EXPECT_EQ(e_.string(), std::wstring(msg)) << #stmt;   \
+        }                                                         \
     } while (0)
 
 // The private steps the tests reach.
@@ -97,15 +97,20 @@ inline ModelHandle glyphModel(const xcSynthFont& f, wchar_t c, double em) {
     if (g.blank)
         return ModelHandle(new xcOCModel(static_cast<long>(c), xcPelBuffer_const<unsigned char>(),
                                          g.cell, xcOCModel::eBlank, name));
-    return ModelHandle(new xcOCModel(static_cast<long>(c), g.image, g.cell, xcOCModel::eNormal,
-                                     name));
+    return ModelHandle(
+        new xcOCModel(static_cast<long>(c), g.image, g.cell, xcOCModel::eNormal, name));
 }
 
-// An uncompiled alphabet of the characters of `chars`.
+// An uncompiled alphabet of the distinct characters of `chars`.
 inline xcPtrHandle_const<xcOCAlphabet> glyphAlphabet(const xcSynthFont& f,
                                                      const std::wstring& chars, double em) {
     ConstModels models;
-    for (wchar_t c : chars) models.push_back(glyphModel(f, c, em));
+    std::wstring seen;
+    for (wchar_t c : chars) {
+        if (seen.find(c) != std::wstring::npos) continue;
+        seen.push_back(c);
+        models.push_back(glyphModel(f, c, em));
+    }
     return xcPtrHandle_const<xcOCAlphabet>(new xcOCAlphabet(models, 0.5, false));
 }
 
@@ -142,8 +147,8 @@ inline double poseDistance(const xcXform<2>& a, const xcXform<2>& b, const xcVec
     return std::hypot(d.x(), d.y());
 }
 inline double angleDifference(const xcXform<2>& a, const xcXform<2>& b) {
-    return std::fabs(std::remainder(a.xRot().toDouble() - b.xRot().toDouble(), 2 * M_PI)) *
-           180.0 / M_PI;
+    return std::fabs(std::remainder(a.xRot().toDouble() - b.xRot().toDouble(), 2 * M_PI)) * 180.0 /
+           M_PI;
 }
 
 // True when one of r's instances lies within 0.5 px (cell centre) and 1 degree of `truth`.
