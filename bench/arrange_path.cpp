@@ -55,20 +55,20 @@ const std::wstring kText = L"LOT2024EXP1226BATCH7";
 
 Candidates planted(bool circular, int minDecoys, int maxDecoys, bool adversarial, unsigned seed) {
     static const xcSynthFont font(xcSynthFont::locate("DejaVuSans.ttf"));
-    xcSynthLineSpec spec;
-    spec.text = kText;
+    xcSynthLineSpec layout;
+    layout.text = kText;
     if (circular) {
-        spec.kind = xcSynthLineSpec::eCircular;
-        spec.centre = xcVector<2>(300, 300);
-        spec.radius = 150;
-        spec.startAngle = -200;
+        layout.kind = xcSynthLineSpec::eCircular;
+        layout.centre = xcVector<2>(300, 300);
+        layout.radius = 150;
+        layout.startAngle = -200;
     } else {
-        spec.start = xcVector<2>(40, 100);
-        spec.angle = -7;
+        layout.start = xcVector<2>(40, 100);
+        layout.angle = -7;
     }
     xcSynthGlyphParams gp;
     gp.pixelSize = 32;
-    const std::vector<xcSynthPose> truth = xfSynthLayoutLine(font, gp.pixelSize, spec);
+    const std::vector<xcSynthPose> truth = xfSynthLayoutLine(font, gp.pixelSize, layout);
     std::mt19937 rng(seed);
     std::uniform_real_distribution<double> u(0.0, 1.0);
     Candidates c;

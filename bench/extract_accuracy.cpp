@@ -17,7 +17,7 @@
 // result holds beyond its occurrences, and the times.
 //
 //   bench_extract_accuracy [--scenes=300] [--seed=1] [--min-size=20] [--max-size=40]
-//                          [--verbose] [--symmetry-table [--size=28]]
+//                          [--verbose] [--only=N] [--symmetry-table [--size=28]]
 // --symmetry-table prints, for DejaVu Sans Mono 0-9, A-Z and a few lower-case letters, whether
 // the character gets a pattern (edge test), its symmetry class and the score of its pattern on
 // its own image turned by 180 degrees, then exits.
@@ -44,6 +44,7 @@ struct Options {
     double minSize = 20, maxSize = 40;
     bool verbose = false;
     bool symmetryTable = false;
+    long only = -1;  // run this scene only
     double size = 28;
 };
 
@@ -55,13 +56,22 @@ Options parse(int argc, char** argv) {
             const size_t n = std::strlen(name);
             return std::strncmp(a, name, n) == 0 && a[n] == '=' ? a + n + 1 : nullptr;
         };
-        if (const char* v = val("--scenes")) o.scenes = std::atol(v);
-        else if (const char* v2 = val("--seed")) o.seed = std::strtoul(v2, nullptr, 10);
-        else if (const char* v3 = val("--min-size")) o.minSize = std::atof(v3);
-        else if (const char* v4 = val("--max-size")) o.maxSize = std::atof(v4);
-        else if (const char* v5 = val("--size")) o.size = std::atof(v5);
-        else if (std::strcmp(a, "--verbose") == 0) o.verbose = true;
-        else if (std::strcmp(a, "--symmetry-table") == 0) o.symmetryTable = true;
+        if (const char* v = val("--scenes"))
+            o.scenes = std::atol(v);
+        else if (const char* v2 = val("--seed"))
+            o.seed = std::strtoul(v2, nullptr, 10);
+        else if (const char* v3 = val("--min-size"))
+            o.minSize = std::atof(v3);
+        else if (const char* v4 = val("--max-size"))
+            o.maxSize = std::atof(v4);
+        else if (const char* v5 = val("--size"))
+            o.size = std::atof(v5);
+        else if (const char* v6 = val("--only"))
+            o.only = std::atol(v6);
+        else if (std::strcmp(a, "--verbose") == 0)
+            o.verbose = true;
+        else if (std::strcmp(a, "--symmetry-table") == 0)
+            o.symmetryTable = true;
         else {
             std::fprintf(stderr, "unknown option %s\n", a);
             std::exit(2);
@@ -76,15 +86,18 @@ xcPtrHandle<xcOCModel> model(const xcSynthFont& font, wchar_t c, double em) {
     gp.tones.dark = 30.0;
     gp.tones.light = 220.0;
     const xcSynthGlyph g = xfSynthGlyphModel(font, static_cast<char32_t>(c), gp);
-    return xcPtrHandle<xcOCModel>(
-        new xcOCModel(static_cast<long>(c), g.image, g.cell, xcOCModel::eNormal, std::wstring(1, c)));
+    return xcPtrHandle<xcOCModel>(new xcOCModel(static_cast<long>(c), g.image, g.cell,
+                                                xcOCModel::eNormal, std::wstring(1, c)));
 }
 
 const char* className(xc_OCExtractDefs::Symmetry s) {
     switch (s) {
-    case xc_OCExtractDefs::eNotSymmetric: return "eNotSymmetric";
-    case xc_OCExtractDefs::eSymmetric180: return "eSymmetric180";
-    case xc_OCExtractDefs::eSymmetricAllAngles: return "eSymmetricAllAngles";
+        case xc_OCExtractDefs::eNotSymmetric:
+            return "eNotSymmetric";
+        case xc_OCExtractDefs::eSymmetric180:
+            return "eSymmetric180";
+        case xc_OCExtractDefs::eSymmetricAllAngles:
+            return "eSymmetricAllAngles";
     }
     return "?";
 }
@@ -174,6 +187,7 @@ int main(int argc, char** argv) {
             all += line.text;
             p.lines.push_back(line);
         }
+        if (o.only >= 0 && s != o.only) continue;
         const xcSynthScene scene = xfSynthScene(font, p);
 
         std::wstring distinct = all;
@@ -227,8 +241,8 @@ int main(int argc, char** argv) {
                         turned ? cr.pose(i) * cr.rot180Pose().inverse() : cr.pose(i);
                     const xcVector<2> d = pose.mapPoint(centre) - t.xform.mapPoint(centre);
                     const double da =
-                        std::fabs(std::remainder(
-                            pose.xRot().toDouble() - t.xform.xRot().toDouble(), 2 * M_PI)) *
+                        std::fabs(std::remainder(pose.xRot().toDouble() - t.xform.xRot().toDouble(),
+                                                 2 * M_PI)) *
                         180.0 / M_PI;
                     const bool ok = std::hypot(d.x(), d.y()) <= 0.5 && da <= 1.0;
                     if (ok && !turned) hit = true;
@@ -243,13 +257,31 @@ int main(int argc, char** argv) {
                 ++misses[all[k]];
                 ++sceneMisses;
                 if (near) ++nearMisses;
+                if (o.verbose) {
+                    double best = 1e9, bestAngle = 0, bestScale = 0;
+                    for (long i = 0; i < cr.numInstances(); ++i) {
+                        const xcVector<2> d =
+                            cr.pose(i).mapPoint(centre) - t.xform.mapPoint(centre);
+                        if (std::hypot(d.x(), d.y()) < best) {
+                            best = std::hypot(d.x(), d.y());
+                            bestAngle = cr.pose(i).xRot().toDouble() * 180.0 / M_PI;
+                            bestScale = cr.pose(i).xScale();
+                        }
+                    }
+                    std::printf(
+                        "  miss %c (#%zu): %ld instances, nearest %.2f px at %.2f deg, "
+                        "scale %.3f (truth %.2f deg, scale %.3f)\n",
+                        static_cast<char>(all[k]), k, cr.numInstances(), best, bestAngle, bestScale,
+                        t.xform.xRot().toDouble() * 180.0 / M_PI, t.xform.xScale());
+                }
             }
         }
         if (o.verbose)
-            std::printf("scene %ld: %s em %.1f angle %.1f scale %.3f lines %d chars %zu misses %ld "
-                        "lock %ld train %.1f ms search %.1f ms\n",
-                        s, s % 2 ? "Sans" : "Mono", em, angle, scale, numLines, all.size(),
-                        sceneMisses, m.scaleLockIndex(), r.trainTime(), r.searchTime());
+            std::printf(
+                "scene %ld: %s em %.1f angle %.1f scale %.3f lines %d chars %zu misses %ld "
+                "lock %ld at %.3f train %.1f ms search %.1f ms\n",
+                s, s % 2 ? "Sans" : "Mono", em, angle, scale, numLines, all.size(), sceneMisses,
+                m.scaleLockIndex(), m.lockedScale(), r.trainTime(), r.searchTime());
     }
     auto median = [](std::vector<double> v) {
         std::sort(v.begin(), v.end());
@@ -257,11 +289,13 @@ int main(int argc, char** argv) {
     };
     std::printf("scenes %ld, drawn characters %ld, with a pattern %ld\n", o.scenes, drawn,
                 withPattern);
-    std::printf("found within 0.5 px and 1 degree: %ld of %ld = %.3f %%\n", found, withPattern,
-                100.0 * static_cast<double>(found) / static_cast<double>(std::max(1L, withPattern)));
-    std::printf("found, symmetric characters also as their half-turned twin: %ld of %ld = %.3f %%\n",
-                foundTwin, withPattern,
-                100.0 * static_cast<double>(foundTwin) / static_cast<double>(std::max(1L, withPattern)));
+    std::printf(
+        "found within 0.5 px and 1 degree: %ld of %ld = %.3f %%\n", found, withPattern,
+        100.0 * static_cast<double>(found) / static_cast<double>(std::max(1L, withPattern)));
+    std::printf(
+        "found, symmetric characters also as their half-turned twin: %ld of %ld = %.3f %%\n",
+        foundTwin, withPattern,
+        100.0 * static_cast<double>(foundTwin) / static_cast<double>(std::max(1L, withPattern)));
     std::printf("misses with an instance within 2 px (angle or position off): %ld\n", nearMisses);
     std::printf("misses by character (twins allowed):");
     for (const auto& [c, n] : misses)

@@ -78,8 +78,8 @@ const Setup& setup() {
             line.scale = 1.04;
             line.angle = angle;
             const double length = 0.6 * kEm * 1.04 * 16;
-            line.start = xcVector<2>(320.0 - 0.5 * length * std::cos(a),
-                                     240.0 - 0.5 * length * std::sin(a));
+            line.start =
+                xcVector<2>(320.0 - 0.5 * length * std::cos(a), 240.0 - 0.5 * length * std::sin(a));
             p.lines.push_back(line);
             out.scenes.push_back(xfSynthScene(font, p).image);
         }

@@ -3,7 +3,7 @@
 // running the 52 variants there). Items are keys and positions.
 //
 // Run on one core with medians, e.g.
-//   taskset -c 0 build/bench/bin/bench_refine --benchmark_repetitions=9 \
+//   taskset -c 0 build/bench/bin/bench_refine --benchmark_repetitions=9
 //       --benchmark_report_aggregates_only=true
 // `bench_refine --refine_report` prints instead how exact the refined poses are on planted
 // scenes and which other characters the refinement takes for the expected one.

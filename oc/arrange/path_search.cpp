@@ -143,12 +143,15 @@ bool xf_IsClientFrameFlipped(const xcPelBuffer_const<unsigned char>& image) {
     return image.clientFromImageXformBase().linearAt(centre).xform().determinant() < 0;
 }
 
-bool xf_EvaluateArrangePath(const xc_ArrangePath& path, const xcOCAlphabet& /*alphabet*/,
-                            const std::vector<long>& keys, const std::vector<xc_CharData>& charData,
-                            const std::vector<std::vector<xc_Pose>>& candPoses,
-                            const std::vector<std::vector<double>>& candScores,
-                            const xcOCArrangeParams& params, bool flipped, bool final,
-                            xc_ArrangeCost& cost) {
+namespace {
+
+// The rules and costs of a path that do not depend on geometry: resets `cost`, fills cost[0]
+// ... cost[2] and answers whether the path passes the line-shape, unmatched, one-instance and
+// line-count rules.
+bool pathRules(const xc_ArrangePath& path, const std::vector<long>& keys,
+               const std::vector<xc_CharData>& charData,
+               const std::vector<std::vector<double>>& candScores, const xcOCArrangeParams& params,
+               bool final, xc_ArrangeCost& cost) {
     cost.reset();
     const long m = path.size();
     const long n = static_cast<long>(keys.size());
@@ -194,13 +197,24 @@ bool xf_EvaluateArrangePath(const xc_ArrangePath& path, const xcOCAlphabet& /*al
     if (effective > params.maxLines()) return false;
     cost.cost[2] =
         effective > 1 ? static_cast<double>(effective - 1) * params.lineBreakCost() : 0.0;
+    return true;
+}
 
+}  // namespace
+
+bool xf_EvaluateArrangePath(const xc_ArrangePath& path, const xcOCAlphabet& /*alphabet*/,
+                            const std::vector<long>& keys, const std::vector<xc_CharData>& charData,
+                            const std::vector<std::vector<xc_Pose>>& candPoses,
+                            const std::vector<std::vector<double>>& candScores,
+                            const xcOCArrangeParams& params, bool flipped, bool final,
+                            xc_ArrangeCost& cost) {
+    if (!pathRules(path, keys, charData, candScores, params, final, cost)) return false;
     return xf_EvaluateArrangeLines(path, keys, charData, candPoses, candScores, params, flipped,
                                    final, cost);
 }
 
 bool xf_SearchArrangePath(const xcPelBuffer_const<unsigned char>& image,
-                          const xcOCAlphabet& alphabet, const std::vector<long>& keys,
+                          const xcOCAlphabet& /*alphabet*/, const std::vector<long>& keys,
                           const std::vector<xc_CharData>& charData,
                           const std::vector<std::vector<xc_Pose>>& candPoses,
                           const std::vector<std::vector<double>>& candScores,
@@ -228,7 +242,7 @@ bool xf_SearchArrangePath(const xcPelBuffer_const<unsigned char>& image,
     xc_ArrangePath t;
     t.reserve(static_cast<std::size_t>(n));
     std::vector<std::uint32_t> scratch;
-    xc_ArrangeCost cost;
+    xc_ArrangeCost cost, scratchCost;
     long count = 0;
     auto noteMemory = [&] {
         st.maxOpen = std::max(st.maxOpen, open.size());
@@ -250,6 +264,40 @@ bool xf_SearchArrangePath(const xcPelBuffer_const<unsigned char>& image,
         const long numChoices = std::min<long>(
             cd.numCandidates, static_cast<long>(candPoses[static_cast<std::size_t>(L)].size()));
         const long last = L > 0 ? t.lastChoice() : -1;
+
+        // A child shares every line but its last with t (same-line child) or every line of t
+        // (new-line child, whose own last line of one position adds no geometric cost). So the
+        // lines of t are evaluated once, and each child evaluates its path rules and its last
+        // line only: the same additions in the same order as a whole evaluation, hence the
+        // same costs to the last bit.
+        bool haveSums = false;
+        xc_LineSums before, all;  // over the lines of t but its last, over all lines of t
+        auto evaluateChild = [&](bool newLine) {
+            if (!pathRules(t, keys, charData, candScores, params, false, cost)) return false;
+            if (L > 0 && !haveSums) {
+                // t is the child less its last position.
+                xc_ArrangePath parent = t;
+                parent.removeLast();
+                const long K = parent.numLines();
+                scratchCost.reset();
+                bool ok = true;
+                for (long l = 0; l < K - 1 && ok; ++l)
+                    ok = xf_EvaluateArrangeLine(parent, l, charData, candPoses, params, flipped,
+                                                false, scratchCost, before);
+                all = before;
+                if (ok)
+                    ok = xf_EvaluateArrangeLine(parent, K - 1, charData, candPoses, params, flipped,
+                                                false, scratchCost, all);
+                if (!ok) xstd_assert_(__LINE__, "a queued path fits no shape");
+                haveSums = true;
+            }
+            xc_LineSums sums = newLine ? all : before;
+            if (!xf_EvaluateArrangeLine(t, t.numLines() - 1, charData, candPoses, params, flipped,
+                                        false, cost, sums))
+                return false;
+            xf_FinishArrangeLines(sums, params, cost);
+            return true;
+        };
         for (long j = cd.canBeUnmatched ? -1 : 0; j < numChoices; ++j) {
             for (int newLine = 0; newLine < 2; ++newLine) {
                 if (!newLine) {
@@ -258,8 +306,7 @@ bool xf_SearchArrangePath(const xcPelBuffer_const<unsigned char>& image,
                 }
                 t.append(j, newLine != 0);
                 ++st.evaluations;
-                if (xf_EvaluateArrangePath(t, alphabet, keys, charData, candPoses, candScores,
-                                           params, flipped, false, cost)) {
+                if (evaluateChild(newLine != 0)) {
                     const double c = cost.total();
                     const std::uint32_t node = tree.add(front.node, j, newLine != 0);
                     open.push(OpenPath{c, node, front.length + 1});

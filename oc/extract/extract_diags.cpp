@@ -31,7 +31,8 @@ xcLineSeg mapped(const xcXform<2>& x, const xcLineSeg& s) {
 
 }  // namespace
 
-void xc_OCExtractModel::drawTrainDiags_(const xcOCAlphabet&, const xcPelBuffer_const<unsigned char>&,
+void xc_OCExtractModel::drawTrainDiags_(const xcOCAlphabet&,
+                                        const xcPelBuffer_const<unsigned char>&,
                                         const std::vector<long>&, xcDiagObject*, unsigned long) {}
 
 void xc_OCExtractModel::drawRuntimeDiags_(const xcOCAlphabet& alphabet,
@@ -73,16 +74,16 @@ void xc_OCExtractModel::drawRuntimeDiags_(const xcOCAlphabet& alphabet,
         if (!m_patterns[u]) continue;
         const xc_OCExtractCharResult& r = *unique[u];
         const xcOCModel& model = *alphabet.character(m_keys[u]);
-        const double length =
-            0.5 * static_cast<double>(std::min(model.imageArea().width(), model.imageArea().height()));
+        const double length = 0.5 * static_cast<double>(std::min(model.imageArea().width(),
+                                                                 model.imageArea().height()));
         const xcLineSeg needle(xcVector<2>(0.0, 0.0), xcVector<2>(length, 0.0));
         for (long t = 0; t < r.numInstances(); ++t) {
             xcGraphicList list;
             // The record's name ends where the title's null character would end it.
             std::wostringstream title;
             title << L"Character '" << model.name() << L"'" << L" Result #" << t;
-            list.append(xcGraphicHandle(
-                new xcGraphicSimple<xcAffineRectangle>(r.affRect(t), xcColor::greenColor())),
+            list.append(xcGraphicHandle(new xcGraphicSimple<xcAffineRectangle>(
+                            r.affRect(t), xcColor::greenColor())),
                         true);
             const xcXform<2> pose = r.pose(t);
             std::vector<double> turns;
@@ -94,10 +95,10 @@ void xc_OCExtractModel::drawRuntimeDiags_(const xcOCAlphabet& alphabet,
                 list.append(xcGraphicHandle(new xcGraphicSimple<xcLineSeg>(
                                 mapped(pose * turn(a), needle), xcColor::blueColor())),
                             true);
-            list.append(xcGraphicHandle(new xcGraphicSimple<xcLineSeg>(
-                            mapped(pose, needle),
-                            xcGraphicProps(xcColor::greenColor(), 2, 0, false))),
-                        true);
+            list.append(
+                xcGraphicHandle(new xcGraphicSimple<xcLineSeg>(
+                    mapped(pose, needle), xcGraphicProps(xcColor::greenColor(), 2, 0, false))),
+                true);
             xf_AddGraphics(diag, list, title.str(), kClientCoords);
         }
     }

@@ -44,14 +44,11 @@ void xc_OCExtractModel::init() {
     m_diagText.clear();
 }
 
-bool xc_OCExtractModel::search(const xcPtrHandle_const<xcOCAlphabet>& alphabet,
-                               const std::vector<long>& keys,
-                               const xcPelBuffer_const<unsigned char>& image,
-                               const xcPelBuffer_const<unsigned char>& mask,
-                               const xc_OCExtractModelParams& modelParams,
-                               const xc_OCExtractRunParams& runParams,
-                               xc_OCExtractStringResult& stringResult, xcDiagObject* diag,
-                               unsigned long flags) {
+bool xc_OCExtractModel::search(
+    const xcPtrHandle_const<xcOCAlphabet>& alphabet, const std::vector<long>& keys,
+    const xcPelBuffer_const<unsigned char>& image, const xcPelBuffer_const<unsigned char>& mask,
+    const xc_OCExtractModelParams& modelParams, const xc_OCExtractRunParams& runParams,
+    xc_OCExtractStringResult& stringResult, xcDiagObject* diag, unsigned long flags) {
     if (!alphabet) xstd_assert_(__LINE__, "null alphabet");
     init();
     m_params = modelParams;
@@ -100,10 +97,9 @@ void xc_OCExtractModel::train_(const xcOCAlphabet& alphabet, const std::vector<l
             xcPelBuffer<unsigned char> enlarged;
             xf_AffineTransform(image, xcRadian(0.0), 2.0, enlarged, 2);
             // The enlargement's client frame is the character's own.
-            enlarged.clientFromImageXform(image.clientFromImageXformBase()
-                                              .linearAt(xcVector<2>(0.0, 0.0))
-                                              .xform() *
-                                          enlarged.clientFromImageXform());
+            enlarged.clientFromImageXform(
+                image.clientFromImageXformBase().linearAt(xcVector<2>(0.0, 0.0)).xform() *
+                enlarged.clientFromImageXform());
             training = enlarged;
         }
         if (model.charType() == xcOCModel::eBlank) continue;
@@ -112,8 +108,7 @@ void xc_OCExtractModel::train_(const xcOCAlphabet& alphabet, const std::vector<l
 
         auto pattern = std::make_unique<xcGeoAlignPattern>();
         pattern->autoSelectGrainLimits(autoGrain);
-        if (!autoGrain)
-            pattern->grainLimits(static_cast<float>(fine), static_cast<float>(coarse));
+        if (!autoGrain) pattern->grainLimits(static_cast<float>(fine), static_cast<float>(coarse));
         bool trained = false;
         for (int attempt = 0; attempt < 2 && !trained; ++attempt) {
             if (attempt == 1) {
@@ -199,7 +194,8 @@ bool xc_OCExtractModel::searchGeoFind_(const xcOCAlphabet&,
 
     // Every character's run derives the same pyramid, response planes and gradients from the
     // image: derived once here and shared.
-    const xcGeoAlignImage prepared(image, mask.isBound() ? mask : xcPelBuffer_const<unsigned char>());
+    const xcGeoAlignImage prepared(image,
+                                   mask.isBound() ? mask : xcPelBuffer_const<unsigned char>());
     if (static_cast<long>(m_searchOrder.size()) != numModels())
         xstd_assert_(__LINE__, "search order does not cover the models");
     for (const long i : m_searchOrder) {
@@ -212,7 +208,7 @@ bool xc_OCExtractModel::searchGeoFind_(const xcOCAlphabet&,
             const xcXform<2> t =
                 pattern->trainClientFromImage().linearAt(xcVector<2>(0.0, 0.0)).xform();
             const long wanted = m_occurrences[u] + 2;
-            if (!locked) rp.zone(xc_GeoDefs::eDofScale, m_params.scaleRange());
+            rp.zone(xc_GeoDefs::eDofScale, m_params.scaleRange());  // unused once locked
             rp.numToFind(wanted);
             xcGeoAlignResultSet set;
             try {

@@ -77,9 +77,9 @@ public:
     bool search(const xcPtrHandle_const<xcOCAlphabet>& alphabet, const std::vector<long>& keys,
                 const xcPelBuffer_const<unsigned char>& image,
                 const xcPelBuffer_const<unsigned char>& mask,
-                const xc_OCExtractModelParams& modelParams,
-                const xc_OCExtractRunParams& runParams, xc_OCExtractStringResult& stringResult,
-                xcDiagObject* diag = nullptr, unsigned long flags = 0);
+                const xc_OCExtractModelParams& modelParams, const xc_OCExtractRunParams& runParams,
+                xc_OCExtractStringResult& stringResult, xcDiagObject* diag = nullptr,
+                unsigned long flags = 0);
 
     // ---- Steps of the search, usable on their own ------------------------------------------
 
@@ -93,8 +93,9 @@ public:
     // Whether `pattern` finds `image` (a character image, its window) turned by `angle`
     // degrees: the turned image (enlarged two times when the image is under 15 pixels on a
     // side) keeps the client frame of the image and is searched inside a background padding;
-    // the pattern is run on it at the client angle -angle and scale 1. True when the first result is accepted (0.3) and scores above
-    // 0.7; pose is then that result's pose whatever its score (unchanged when none accepted).
+    // the pattern is run on it at the client angle -angle and scale 1. True when the first result
+    // is accepted (0.3) and scores above 0.7; pose is then that result's pose whatever its score
+    // (unchanged when none accepted).
     static bool matchesRotated(const xcPelBuffer_const<unsigned char>& image,
                                const xcGeoAlignPattern& pattern, double angle, xcXform<2>& pose);
     // The same, also giving the first result's score (0 when there is no accepted result).
@@ -132,7 +133,8 @@ private:
                         const xc_OCExtractRunParams& runParams,
                         xc_OCExtractStringResult& stringResult);
     void postProcessResults_(xc_OCExtractStringResult& stringResult, const std::vector<long>& keys);
-    void drawTrainDiags_(const xcOCAlphabet& alphabet, const xcPelBuffer_const<unsigned char>& image,
+    void drawTrainDiags_(const xcOCAlphabet& alphabet,
+                         const xcPelBuffer_const<unsigned char>& image,
                          const std::vector<long>& keys, xcDiagObject* diag, unsigned long flags);
     void drawRuntimeDiags_(const xcOCAlphabet& alphabet,
                            const xcPelBuffer_const<unsigned char>& image,

@@ -21,8 +21,8 @@ bool xc_OCExtractCharInstance::isEqual(const xc_OCExtractCharInstance& other,
     if (!std::isfinite(det) || det == 0.0) return false;
     const xcAffineRectangle r = affRect.map(toUnit.inverse());
     const xcVector<2> c(0.5, 0.5);
-    for (const xcVector<2>& p : {r.center(), r.cornerPo(), r.cornerPx(), r.cornerPy(),
-                                 r.cornerPopp()})
+    for (const xcVector<2>& p :
+         {r.center(), r.cornerPo(), r.cornerPx(), r.cornerPy(), r.cornerPopp()})
         if ((p - c).len() <= tolerance) return true;
     return false;
 }

@@ -6,8 +6,8 @@
 #include "oc/extract/extract_model.h"
 #include "oc/imageutil/affine_transform.h"
 #include "oc/imageutil/background_pad.h"
-#include "platform/core/pel_ops.h"
 #include "platform/clevel/assert.h"
+#include "platform/core/pel_ops.h"
 #include "platform/vision/edge_detect.h"
 #include "platform/vision/geo_align_defs.h"
 
@@ -43,7 +43,8 @@ bool xc_OCExtractModel::isEdgeDegenerate(const xcPelBuffer_const<unsigned char>&
         if (bin >= kBins) xstd_assert_(__LINE__, "direction bin out of range");
         ++counts[static_cast<size_t>(bin)];
     }
-    for (int b = 0; b < kWindow; ++b) counts[static_cast<size_t>(kBins + b)] = counts[static_cast<size_t>(b)];
+    for (int b = 0; b < kWindow; ++b)
+        counts[static_cast<size_t>(kBins + b)] = counts[static_cast<size_t>(b)];
 
     const double half = static_cast<double>(n) * 0.5;
     long sum = 0;

@@ -244,8 +244,7 @@ void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
     std::vector<xc_GeoCandidate> cands;
     {
         const long border = static_cast<long>(std::ceil(top.radius * smax / g)) + 2;
-        const xc_GeoResponse& resp =
-            cache.response(coarse, setup.contrast, setup.polarity, border);
+        const xc_GeoResponse& resp = cache.response(coarse, setup.contrast, setup.polarity, border);
         cands = xf_GeoCoarseSearch(resp, top.points, coarse, grid,
                                    std::max(kMinCoarseScore, kCoarseFactor * accept), cap);
     }

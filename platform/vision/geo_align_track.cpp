@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <numbers>
 
 #include <emmintrin.h>
 
@@ -11,7 +12,16 @@
 double xc_GeoRunSetup::clampAngle(double a) const {
     if (!angleFree) return angleNominal;
     if (angleCircular) return a;
-    return std::clamp(a, angleLo, angleHi);
+    // Angles are taken on the circle: a zone that nearly closes the turn (-179 ... 180, say)
+    // holds an angle just below its start as the same angle a turn higher. Outside the zone the
+    // angle goes to the end nearer on the circle.
+    constexpr double kTurn = 2.0 * std::numbers::pi;
+    if (a < angleLo && a + kTurn <= angleHi) return a + kTurn;
+    if (a > angleHi && a - kTurn >= angleLo) return a - kTurn;
+    if (a >= angleLo && a <= angleHi) return a;
+    const double toLo = std::fabs(std::remainder(a - angleLo, kTurn));
+    const double toHi = std::fabs(std::remainder(a - angleHi, kTurn));
+    return toLo <= toHi ? angleLo : angleHi;
 }
 
 int xc_GeoRunSetup::modelLevel(const xc_GeoModel& model, int level) const {

@@ -35,6 +35,8 @@ struct xc_GeoRunSetup {
     // The model level that serves image level `level`.
     int modelLevel(const xc_GeoModel& model, int level) const;
 
+    // The angle held in the angle zone: itself a whole turn up or down when that lies in the
+    // zone, else the zone's end nearer on the circle.
     double clampAngle(double a) const;
     double clampScale(double s) const;
 };

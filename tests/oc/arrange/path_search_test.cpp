@@ -197,3 +197,24 @@ TEST(ArrangePathSearch, IncompleteBestPathIsFixedUp) {
     EXPECT_EQ(best.choices(), std::vector<long>({0, 0, -1, -1}));
     EXPECT_EQ(best.lineStarts(), std::vector<long>({0, 2, 3}));
 }
+
+TEST(ArrangePathSearch, MirroredClientFrameReversesTheCircularSense) {
+    // Four characters on a circle, polar angle growing (clockwise on screen when y points
+    // down), starting along +x; asked for clockwise text.
+    Target t;
+    for (int k = 0; k < 4; ++k) {
+        const double a = deg(-90 + 15 * k);
+        t.add(k, cell(8, 16), {pose(50 * std::cos(a), 50 * std::sin(a), a + kPi / 2)}, {0.9});
+    }
+    xcOCArrangeParams p;
+    p.lineType(D::eCircular);
+    p.isTextDirectionSpecified(true);
+    p.isCircularTextDirectionClockwise(true);
+    EXPECT_FALSE(xf_IsClientFrameFlipped(frameImage(false)));
+    EXPECT_TRUE(xf_IsClientFrameFlipped(frameImage(true)));
+    xc_ArrangePath best;
+    ASSERT_TRUE(search(t, p, best, nullptr, false));
+    EXPECT_EQ(best.numLines(), 1);
+    ASSERT_TRUE(search(t, p, best, nullptr, true));
+    EXPECT_GT(best.numLines(), 1);
+}

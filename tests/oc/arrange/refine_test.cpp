@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <iostream>
 
 #include "oc/defs/oc_defs.h"
 #include "oc/extract/rsi_ncc_search.h"
@@ -336,41 +335,6 @@ TEST(RefineArrangement, FailuresSkipAKeyAndATimeOutEndsTheRefinement) {
         xf_RefineArrangement(s.image, a.alphabet, keys, poses, statuses, scores, nullptr, 0),
         xcTimeout::Expired);
     EXPECT_EQ(statuses, std::vector<Status>(keys.size(), kInferred));
-}
-
-// Another character drawn where a key is expected: the best correlation score over the 52
-// variants decides whether it is taken for the key (accept 0.3). The scores of a few
-// look-alike pairs are printed for the documentation.
-TEST(RefineArrangement, LookAlikeScores) {
-    struct Pair {
-        const char* font;
-        char32_t expected, drawn;
-    };
-    const Pair pairs[] = {{"DejaVuSans.ttf", U'B', U'8'},     {"DejaVuSans.ttf", U'O', U'Q'},
-                          {"DejaVuSans.ttf", U'C', U'G'},     {"DejaVuSans.ttf", U'E', U'F'},
-                          {"DejaVuSansMono.ttf", U'0', U'O'}, {"DejaVuSansMono.ttf", U'1', U'l'},
-                          {"DejaVuSerif.ttf", U'5', U'S'},    {"DejaVuSerif.ttf", U'R', U'A'}};
-    for (const Pair& p : pairs) {
-        const std::u32string codes{p.expected, p.drawn};
-        const Alphabet a = makeAlphabet(p.font, 28.0, codes);
-        const xcSynthScene s =
-            refine_test::scene(p.font, 28.0, {{p.drawn, {40.0, 70.0}, 0.0, 1.0}}, 110, 100, 2.0);
-        // The look-alike's own score at its pose, and the expected key's.
-        std::vector<double> best;
-        for (char32_t k : {p.drawn, p.expected}) {
-            std::vector<long> keys = {static_cast<long>(k)};
-            std::vector<xc_Pose> poses = {poseOf(s.truth.chars[0].xform)};
-            std::vector<Status> statuses = {kInferred};
-            std::vector<double> scores = {0.0};
-            xf_RefineArrangement(s.image, a.alphabet, keys, poses, statuses, scores, nullptr, 0);
-            best.push_back(statuses[0] == kMatched ? scores[0] : 0.0);
-        }
-        std::cout << "look-alike " << p.font << " expected '" << static_cast<char>(p.expected)
-                  << "' drawn '" << static_cast<char>(p.drawn) << "': own " << best[0]
-                  << ", expected key " << best[1] << "\n";
-        EXPECT_GT(best[0], 0.9);
-        EXPECT_LT(best[1], best[0]);
-    }
 }
 
 }  // namespace

@@ -72,7 +72,8 @@ xc_OCExtractModelParams sceneParams() {
 }  // namespace
 
 TEST(OCExtractModel, RepeatedKeysShareOneResult) {
-    const auto alphabet = alphabetOf({keyedGlyph(L'3', 3), keyedGlyph(L'5', 5), keyedGlyph(L'7', 7)});
+    const auto alphabet =
+        alphabetOf({keyedGlyph(L'3', 3), keyedGlyph(L'5', 5), keyedGlyph(L'7', 7)});
     const xcSynthScene scene =
         lineScene(mono(), L"5375777777", 28.0, xcVector<2>(60, 200), 10.0, 1.0);
     // Keys renamed: glyph '3' has key 3, and so on; the scene's code points are not keys.
@@ -158,10 +159,8 @@ TEST(OCExtractModel, SmallCharactersTrainFromTheirEnlargement) {
         EXPECT_EQ(p->trainWindow().height(), c.trainH);
         // The pattern's client frame is the character's: the trained window's corners map
         // onto the cell's corners in client coordinates.
-        const xcVector<2> ll =
-            p->trainClientFromImage().mapPoint(p->trainWindow().ll().toVector());
-        const xcVector<2> ur =
-            p->trainClientFromImage().mapPoint(p->trainWindow().ur().toVector());
+        const xcVector<2> ll = p->trainClientFromImage().mapPoint(p->trainWindow().ll().toVector());
+        const xcVector<2> ur = p->trainClientFromImage().mapPoint(p->trainWindow().ur().toVector());
         EXPECT_NEAR(ll.x(), 0.0, 1e-9);
         EXPECT_NEAR(ll.y(), 0.0, 1e-9);
         EXPECT_NEAR(ur.x(), static_cast<double>(c.w), 1e-9);
@@ -209,8 +208,8 @@ TEST(OCExtractModel, EdgeTestNeeds25EdgeletsInSeveralDirections) {
     double off = -1.0;
     EXPECT_TRUE(xc_OCExtractModel::isEdgeDegenerate(stripes, off));
     EXPECT_EQ(off, 0.0);
-    const auto alphabet = alphabetOf(
-        {ModelHandle(new xcOCModel(2, stripes, xcPelRect(0, 0, 60, 60), xcOCModel::eNormal, L"|"))});
+    const auto alphabet = alphabetOf({ModelHandle(
+        new xcOCModel(2, stripes, xcPelRect(0, 0, 60, 60), xcOCModel::eNormal, L"|"))});
     xc_OCExtractModel model;
     xc_OCExtractStringResult r;
     runSearch(model, alphabet, {2}, plainImage(), r);
@@ -328,8 +327,8 @@ TEST(OCExtractModel, SymmetryOfRealGlyphs) {
             continue;
         }
         const bool turns = k < 6;
-        EXPECT_EQ(c.symmetry(), turns ? xc_OCExtractDefs::eSymmetric180
-                                      : xc_OCExtractDefs::eNotSymmetric);
+        EXPECT_EQ(c.symmetry(),
+                  turns ? xc_OCExtractDefs::eSymmetric180 : xc_OCExtractDefs::eNotSymmetric);
         if (turns) {
             // The self-match is a half turn: applied twice it leaves the character in place.
             const xcXform<2>& p = c.rot180Pose();
@@ -355,9 +354,11 @@ TEST(OCExtractModel, FindsEveryCharacterOfALine) {
         SCOPED_TRACE(c.font);
         const xcSynthFont& f = font(c.font);
         const auto alphabet = glyphAlphabet(f, c.text, c.em);
-        const xcSynthScene scene = lineScene(f, c.text, c.em, xcVector<2>(320, 240) -
-                                                                 xcVector<2>(std::cos(c.angle * M_PI / 180), std::sin(c.angle * M_PI / 180)) * 100.0,
-                                             c.angle, c.scale, 11);
+        const xcSynthScene scene = lineScene(
+            f, c.text, c.em,
+            xcVector<2>(320, 240) -
+                xcVector<2>(std::cos(c.angle * M_PI / 180), std::sin(c.angle * M_PI / 180)) * 100.0,
+            c.angle, c.scale, 11);
         xc_OCExtractModel model;
         xc_OCExtractStringResult r;
         EXPECT_TRUE(runSearch(model, alphabet, keysOf(c.text), scene.image, r, sceneParams()));

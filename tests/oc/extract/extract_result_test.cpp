@@ -3,10 +3,10 @@
 #include <memory>
 #include <span>
 
+#include "extract_test_util.h"
 #include "oc/extract/extract_result.h"
 #include "platform/core/archive.h"
 #include "platform/vision/geo_align_result.h"
-#include "extract_test_util.h"
 
 namespace {
 
@@ -39,9 +39,10 @@ TEST(OCExtractCharInstance, DefaultAndConstructionFromAGeometricResult) {
     EXPECT_EQ(i.pose, pose);
     // ul (2, 10) -> client (0, -20) -> (120, 50); ur (12, 10) -> (10, -20) -> (120, 60);
     // ll (2, 30) -> (0, 0) -> (100, 50).
-    EXPECT_TRUE(xfRealEq(i.affRect, xcAffineRectangle(xcVector<2>(120, 50), xcVector<2>(120, 60),
-                                                      xcVector<2>(100, 50)),
-                         1e-12));
+    EXPECT_TRUE(xfRealEq(
+        i.affRect,
+        xcAffineRectangle(xcVector<2>(120, 50), xcVector<2>(120, 60), xcVector<2>(100, 50)),
+        1e-12));
 }
 
 TEST(OCExtractCharInstance, OverlapTestIsInUnitsOfTheOtherRectangle) {

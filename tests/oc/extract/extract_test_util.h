@@ -19,14 +19,14 @@
 #include "tools/synth/scene.h"
 
 // Expects `stmt` to throw exactly `Type` with the wide message `msg`.
-#define EXPECT_EXTRACT_ERROR(stmt, msg)                                                    \
-    do {                                                                                   \
-        try {                                                                              \
-            stmt;                                                                          \
-            ADD_FAILURE() << "no exception from " #stmt;                                   \
-        } catch (const xc_OCExtractDefs::xc_OCExtractError& e_) {                          \
-            EXPECT_EQ(e_.string(), std::wstring(msg)) << #stmt;                            \
-        }                                                                                  \
+#define EXPECT_EXTRACT_ERROR(stmt, msg)                           \
+    do {                                                          \
+        try {                                                     \
+            stmt;                                                 \
+            ADD_FAILURE() << "no exception from " #stmt;          \
+        } catch (const xc_OCExtractDefs::xc_OCExtractError& e_) { \
+            EXPECT_EQ(e_.string(), std::wstring(msg)) << #stmt;   \
+        }                                                         \
     } while (0)
 
 // The private steps the tests reach.
@@ -97,8 +97,8 @@ inline ModelHandle glyphModel(const xcSynthFont& f, wchar_t c, double em) {
     if (g.blank)
         return ModelHandle(new xcOCModel(static_cast<long>(c), xcPelBuffer_const<unsigned char>(),
                                          g.cell, xcOCModel::eBlank, name));
-    return ModelHandle(new xcOCModel(static_cast<long>(c), g.image, g.cell, xcOCModel::eNormal,
-                                     name));
+    return ModelHandle(
+        new xcOCModel(static_cast<long>(c), g.image, g.cell, xcOCModel::eNormal, name));
 }
 
 // An uncompiled alphabet of the distinct characters of `chars`.
@@ -147,8 +147,8 @@ inline double poseDistance(const xcXform<2>& a, const xcXform<2>& b, const xcVec
     return std::hypot(d.x(), d.y());
 }
 inline double angleDifference(const xcXform<2>& a, const xcXform<2>& b) {
-    return std::fabs(std::remainder(a.xRot().toDouble() - b.xRot().toDouble(), 2 * M_PI)) *
-           180.0 / M_PI;
+    return std::fabs(std::remainder(a.xRot().toDouble() - b.xRot().toDouble(), 2 * M_PI)) * 180.0 /
+           M_PI;
 }
 
 // True when one of r's instances lies within 0.5 px (cell centre) and 1 degree of `truth`.

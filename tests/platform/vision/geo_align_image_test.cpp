@@ -19,9 +19,8 @@ xcPelBuffer8 scene() {
     s.add(geo_test::pose(200, 40, 73.0, 1.08));
     s.add(geo_test::pose(90, 150, -140.0, 0.93));
     s.add(geo_test::pose(230, 160, 171.0, 1.0));
-    s.addShape(geo_test::pose(150, 100, 0.0, 1.0), [](double x, double y) {
-        return (x - 8) * (x - 8) + (y - 12) * (y - 12) < 30.0;
-    });
+    s.addShape(geo_test::pose(150, 100, 0.0, 1.0),
+               [](double x, double y) { return (x - 8) * (x - 8) + (y - 12) * (y - 12) < 30.0; });
     return s.render(40.0, 210.0, true, 3.0, 5);
 }
 
@@ -80,8 +79,8 @@ TEST(GeoAlignImage, RunsGiveExactlyThePlainResults) {
     struct Case {
         xcPelBuffer8_const image, mask;
     };
-    for (const Case& c : {Case{img, xcPelBuffer8_const()}, Case{img, mask},
-                          Case{windowed, xcPelBuffer8_const()}}) {
+    for (const Case& c :
+         {Case{img, xcPelBuffer8_const()}, Case{img, mask}, Case{windowed, xcPelBuffer8_const()}}) {
         SCOPED_TRACE(c.mask.isBound() ? "mask" : "no mask");
         const xcGeoAlignImage prepared(c.image, c.mask);
         // Every pattern with every parameter set, twice over (the second round reads only
