@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "platform/core/char_code.h"
 #include "platform/core/exception.h"
@@ -324,9 +325,13 @@ xcPelBuffer<unsigned char> xf_DecodePng(const unsigned char* data, std::size_t s
 }
 
 xcRgbPlanes xfReadPngRgb(const std::filesystem::path& path) {
-    const std::vector<unsigned char> bytes = xf_ReadFileBytes(path);
-    std::vector<xcPelBuffer<unsigned char>> p =
-        decode(bytes.data(), bytes.size(), L"PNG file '" + xf_IOName(path) + L"'", true);
+    const std::wstring what = L"PNG file '" + xf_IOName(path) + L"'";
+    const auto checkHead = [&](const unsigned char* head, std::size_t size) {
+        if (!xf_MayBePng(head, size)) decode(head, size, what, true);
+    };
+    const std::vector<unsigned char> bytes =
+        xf_ReadFileBytes(path, xcImageLimits::kMaxFileBytes, 8, checkHead);
+    std::vector<xcPelBuffer<unsigned char>> p = decode(bytes.data(), bytes.size(), what, true);
     return {p[0], p[1], p[2]};
 }
 

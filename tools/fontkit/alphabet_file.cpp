@@ -30,7 +30,7 @@ xcPtrHandle<xcOCAlphabet> xfReadAlphabetFile(const std::filesystem::path& path) 
         ar || alphabet;
         if (!ar.atEnd()) throw xcBadArgument(L"trailing bytes after the alphabet");
     } catch (const xcException& e) {
-        throw xcBadArgument(L"cannot read alphabet file '" + named(path) + L"': " + e.string());
+        throw xcBadArgument(L"cannot read alphabet file '" + named(path) + L"': " + e.message());
     }
     if (!alphabet)
         throw xcBadArgument(L"cannot read alphabet file '" + named(path) + L"': it holds no alphabet");
@@ -53,6 +53,6 @@ void xfWriteAlphabetFile(const xcPtrHandle_const<xcOCAlphabet>& alphabet,
         if (ec) throw xcBadArgument(xfFromUtf8(ec.message()));
     } catch (const xcException& e) {
         std::filesystem::remove(tmp, ec);
-        throw xcBadArgument(L"cannot write alphabet file '" + named(path) + L"': " + e.string());
+        throw xcBadArgument(L"cannot write alphabet file '" + named(path) + L"': " + e.message());
     }
 }

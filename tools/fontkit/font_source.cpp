@@ -75,6 +75,6 @@ xcPtrHandle_const<xcOCAlphabet> xfLoadFontSource(const xcFontSource& source,
                                     L" of the target; add it to the font or change the target");
         return xcPtrHandle_const<xcOCAlphabet>(xfSynthAlphabet(font, text, params));
     } catch (const xcException& e) {
-        throw xcBadArgument(xfFromUtf8("font '" + path.string() + "': ") + e.string());
+        throw xcBadArgument(xfFromUtf8("font '" + path.string() + "': ") + e.message());
     }
 }

@@ -68,7 +68,7 @@ xcPtrHandle<xcOCAlphabet> xfReadGlyphFolder(const std::filesystem::path& folder,
             models.emplace_back(
                 new xcOCModel(key, image, xcPelRect(x, y, w, h), xcOCModel::eNormal, name));
         } catch (const xcException& e) {
-            fail(manifest, lineNo, xfToUtf8(e.string()));
+            fail(manifest, lineNo, xfToUtf8(e.message()));
         }
     }
     if (models.empty()) fail(manifest, 0, "the manifest lists no character");

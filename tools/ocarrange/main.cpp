@@ -26,7 +26,7 @@ xcPelBuffer<unsigned char> readImage(const std::string& path, const char* what) 
         return xfReadImage(path);
     } catch (const xcException& e) {
         throw xcBadArgument(xfFromUtf8(std::string("cannot read the ") + what + " '" + path +
-                                       "': ") + e.string());
+                                       "': ") + e.message());
     }
 }
 
@@ -72,7 +72,7 @@ int main(int argc, char** argv) {
         const xcPtrHandle_const<xcOCAlphabet> alphabet = xfLoadFontSource(source, o.target);
         return o.batch.empty() ? runOne(o, *alphabet) : xfRunBatch(o, *alphabet);
     } catch (const xcBadArgument& e) {
-        return usageError(xfToUtf8(e.string()));
+        return usageError(xfToUtf8(e.message()));
     } catch (const std::exception& e) {
         std::fprintf(stderr, "ocarrange: %s\n", e.what());
         return 2;

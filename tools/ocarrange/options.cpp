@@ -52,7 +52,7 @@ void set(const std::string& name, const std::function<void()>& f) {
     try {
         f();
     } catch (const xcException& e) {
-        throw xcBadArgument(widen("--" + name + ": ") + e.string());
+        throw xcBadArgument(widen("--" + name + ": ") + e.message());
     }
 }
 

@@ -111,13 +111,13 @@ int make(const MakeOptions& o) {
                                        : xcSynthFont::locate(o.source));
             alphabet = xfSynthAlphabet(font, o.chars, gp);
         } catch (const xcException& e) {
-            throw xcBadArgument(xfFromUtf8("font '" + o.source + "': ") + e.string());
+            throw xcBadArgument(xfFromUtf8("font '" + o.source + "': ") + e.message());
         }
     }
     try {
         alphabet->confusionThreshold(o.threshold);
     } catch (const xcException& e) {
-        throw xcBadArgument(L"--threshold: " + e.string());
+        throw xcBadArgument(L"--threshold: " + e.message());
     }
     if (o.compile) alphabet->compile();
     xfWriteAlphabetFile(xcPtrHandle_const<xcOCAlphabet>(alphabet), o.out);
@@ -143,7 +143,7 @@ int main(int argc, char** argv) {
         if (a[0] == "make") return make(parseMake(a));
         throw xcBadArgument(xfFromUtf8("unknown command '" + a[0] + "' (make or show)"));
     } catch (const xcBadArgument& e) {
-        std::fprintf(stderr, "ocfont: %s\n", xfToUtf8(e.string()).c_str());
+        std::fprintf(stderr, "ocfont: %s\n", xfToUtf8(e.message()).c_str());
         return 2;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "ocfont: %s\n", e.what());
