@@ -54,6 +54,16 @@ xcSynthSceneParams sceneParams(const xcPlantedRunOptions& o) {
         p.lines = {c};
         p.missing = {5};  // the 'T' of "QUALITY"
     }
+    // Into the client frame: a rigid motion keeps sizes and turning sense.
+    const xc2Rigid& c = o.clientFromImage;
+    const double turn = xcDegree(c.angle()).toDouble();
+    p.clientFromImage = c.xform();
+    for (xcSynthLineSpec& l : p.lines) {
+        l.start = c.mapPoint(l.start);
+        l.angle += turn;
+        l.centre = c.mapPoint(l.centre);
+        l.startAngle += turn;
+    }
     return p;
 }
 
