@@ -136,9 +136,8 @@ double distanceToQuad(const xcVector<2>& p, const std::vector<xcVector<2>>& q) {
         const double cross = ab.x() * ap.y() - ab.y() * ap.x();
         if (sign == 0 && cross != 0) sign = cross > 0 ? 1 : -1;
         if (cross * sign < 0) inside = false;
-        const double t = std::clamp((ap.x() * ab.x() + ap.y() * ab.y()) /
-                                        (ab.x() * ab.x() + ab.y() * ab.y()),
-                                    0.0, 1.0);
+        const double t = std::clamp(
+            (ap.x() * ab.x() + ap.y() * ab.y()) / (ab.x() * ab.x() + ab.y() * ab.y()), 0.0, 1.0);
         best = std::min(best, (p - (a + ab * t)).len());
     }
     return inside ? 0.0 : best;
@@ -169,9 +168,8 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
     options.clientFromImage = GetParam().clientFromImage;
     xcDiagObject diag;
     const xcPlantedRun run = xfPlantedRun(options, &diag, 0x70000);
-    const fs::path index =
-        xf_WriteArrangeReport(diag, tmp.path / "page", run.keys, *run.alphabet, run.results,
-                              run.seconds);
+    const fs::path index = xf_WriteArrangeReport(diag, tmp.path / "page", run.keys, *run.alphabet,
+                                                 run.results, run.seconds);
 
     // The DOM once the page's script ran: every record with its title, every text's name.
     const std::string dom = browser.dumpDom(index);
@@ -200,8 +198,8 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
     const xcPlantedRun shotRun = xfPlantedRun(options, &shotDiag, 0x60000);
     ASSERT_EQ(shotDiag.diagRecord(0)->annotation(), L"OC Arranger: Intermediate");
     ASSERT_EQ(shotDiag.diagRecord(1)->annotation(), L"Build arrangement");
-    const fs::path shotIndex = xf_WriteArrangeReport(
-        shotDiag, tmp.path / "shot", shotRun.keys, *shotRun.alphabet, shotRun.results, -1.0);
+    const fs::path shotIndex = xf_WriteArrangeReport(shotDiag, tmp.path / "shot", shotRun.keys,
+                                                     *shotRun.alphabet, shotRun.results, -1.0);
     const fs::path png = tmp.path / "shot.png";
     browser.screenshot(shotIndex, png, 1280, 2200);
     const Rgb shot{xfReadPngRgb(png)};
@@ -275,8 +273,8 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
             EXPECT_GT(static_cast<double>(near[want]), (want == eGreen ? 1.0 : 0.5) * side)
                 << "in the cell: " << near[eGreen] << " green, " << near[eOrange] << " orange, "
                 << near[eRed] << " red, " << near[eYellow] << " yellow pixels; cell at ("
-                << cells[i][0].x() << ", " << cells[i][0].y() << ") to ("
-                << cells[i][2].x() << ", " << cells[i][2].y() << ")";
+                << cells[i][0].x() << ", " << cells[i][0].y() << ") to (" << cells[i][2].x() << ", "
+                << cells[i][2].y() << ")";
         }
         EXPECT_GT(matched, 10);
         EXPECT_GE(inferred, 2);
@@ -295,14 +293,12 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Layouts, ArrangePage,
-                         ::testing::Values(
-                             PageCase{xcPlantedRunOptions::eStraight, "DejaVuSerif.ttf", 32.0,
-                                      xc2Rigid({-250.0, 60.0}, xcRadian(xcDegree(90.0)))},
-                             PageCase{xcPlantedRunOptions::eCircular, "DejaVuSansMono.ttf", 28.0,
-                                      xc2Rigid({35.0, -410.0}, xcRadian(xcDegree(-30.0)))}),
-                         [](const ::testing::TestParamInfo<PageCase>& p) {
-                             return p.param.layout == xcPlantedRunOptions::eStraight
-                                        ? "StraightSerif"
-                                        : "CircularMono";
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Layouts, ArrangePage,
+    ::testing::Values(PageCase{xcPlantedRunOptions::eStraight, "DejaVuSerif.ttf", 32.0,
+                               xc2Rigid({-250.0, 60.0}, xcRadian(xcDegree(90.0)))},
+                      PageCase{xcPlantedRunOptions::eCircular, "DejaVuSansMono.ttf", 28.0,
+                               xc2Rigid({35.0, -410.0}, xcRadian(xcDegree(-30.0)))}),
+    [](const ::testing::TestParamInfo<PageCase>& p) {
+        return p.param.layout == xcPlantedRunOptions::eStraight ? "StraightSerif" : "CircularMono";
+    });
