@@ -22,16 +22,16 @@ std::wstring xf_ArrangeRigidText(const xc2Rigid& rigid) {
 
 std::wstring xf_ArrangeXformText(const xcXform<2>& xform) {
     const xcMatrix<2>& m = xform.matrix();
-    return L" < xc2Xform > " + xf_ArrangeVectorText(xform.trans()) + L" : " +
-           L" < xc2Matrix > [ " + xfStr(m(0, 0)) + L" , " + xfStr(m(0, 1)) + L" , " +
-           xfStr(m(1, 0)) + L" , " + xfStr(m(1, 1)) + L" ] ";
+    return L" < xc2Xform > " + xf_ArrangeVectorText(xform.trans()) + L" : " + L" < xc2Matrix > [ " +
+           xfStr(m(0, 0)) + L" , " + xfStr(m(0, 1)) + L" , " + xfStr(m(1, 0)) + L" , " +
+           xfStr(m(1, 1)) + L" ] ";
 }
 
 std::wstring xf_ArrangeDecomposedXformText(const xcXform<2>& xform) {
     const xcMatrix<2>& m = xform.matrix();
     return xf_ArrangeXformText(xform) + L" xRot=" + xf_ArrangeAngleText(m.xRot()) + L" yRot=" +
-           xf_ArrangeAngleText(m.yRot()) + L" xScale=" + xfDbl(m.xScale(), 3, false) +
-           L" yScale=" + xfDbl(m.yScale(), 3, false);
+           xf_ArrangeAngleText(m.yRot()) + L" xScale=" + xfDbl(m.xScale(), 3, false) + L" yScale=" +
+           xfDbl(m.yScale(), 3, false);
 }
 
 std::wstring xf_ArrangeCharTypeName(long type) {
@@ -117,9 +117,8 @@ xcAffineRectangle xf_ArrangeCellRect(const xcOCModel& model) {
 void xf_AddArrangeCharGraphic(xcGraphicList& list, const xcAffineRectangle& cellRect,
                               const xcXform<2>& clientFromChar, long status) {
     if (!xf_ArrangeStatusIsDrawn(status)) return;
-    list.append(xcGraphicHandle(
-        new xcGraphicSimple<xcAffineRectangle>(cellRect.map(clientFromChar),
-                                               xf_ArrangeCellPen(status))));
+    list.append(xcGraphicHandle(new xcGraphicSimple<xcAffineRectangle>(cellRect.map(clientFromChar),
+                                                                       xf_ArrangeCellPen(status))));
     const double tick = 0.5 * std::min(cellRect.xLength(), cellRect.yLength());
     const xcVector<2> origin = clientFromChar.mapPoint({0.0, 0.0});
     list.append(xcGraphicHandle(new xcGraphicSimple<xcLineSeg>(

@@ -14,13 +14,12 @@ namespace {
 
 std::wstring costText(const xc_ArrangeCost& c) {
     return L"Best solution:\n"
-           L"Line break cost\t\t" + xfStr(c.cost[2]) + L"\n" +
-           L"Unmatched char cost\t" + xfStr(c.cost[1]) + L"\n" +
-           L"Normal trans cost\t\t" + xfStr(c.cost[3]) + L"\n" +
-           L"Tangential trans cost\t" + xfStr(c.cost[4]) + L"\n" +
-           L"Orientation cost\t\t" + xfStr(c.cost[5]) + L"\n" +
-           L"Scale cost\t\t" + xfStr(c.cost[6]) + L"\n" +
-           L"Total cost\t\t\t" + xfStr(c.total()) + L"\n";
+           L"Line break cost\t\t" +
+           xfStr(c.cost[2]) + L"\n" + L"Unmatched char cost\t" + xfStr(c.cost[1]) + L"\n" +
+           L"Normal trans cost\t\t" + xfStr(c.cost[3]) + L"\n" + L"Tangential trans cost\t" +
+           xfStr(c.cost[4]) + L"\n" + L"Orientation cost\t\t" + xfStr(c.cost[5]) + L"\n" +
+           L"Scale cost\t\t" + xfStr(c.cost[6]) + L"\n" + L"Total cost\t\t\t" + xfStr(c.total()) +
+           L"\n";
 }
 
 }  // namespace
@@ -38,8 +37,8 @@ void xf_AddBuildArrangementDiags(const xcPelBuffer_const<unsigned char>& image,
     if (cost.tanDeviations.size() != n || cost.normDeviations.size() != n ||
         cost.orientDeviations.size() != n || cost.scaleDeviations.size() != n)
         xstd_assert_(__LINE__, "cost record and target differ in length");
-    if (charData.size() != n || poses.size() != n || scores.size() != n ||
-        statuses.size() != n || static_cast<std::size_t>(bestPath.size()) > n)
+    if (charData.size() != n || poses.size() != n || scores.size() != n || statuses.size() != n ||
+        static_cast<std::size_t>(bestPath.size()) > n)
         xstd_assert_(__LINE__, "position records and target differ in length");
 
     xc_ArrangeDiagLevel nested(*diag, 1);
@@ -70,7 +69,8 @@ void xf_AddBuildArrangementDiags(const xcPelBuffer_const<unsigned char>& image,
         const double angle = l < static_cast<long>(cost.lineAngles.size())
                                  ? cost.lineAngles[l].toDouble() * 180.0 / std::numbers::pi
                                  : 0.0;
-        const double scale = l < static_cast<long>(cost.lineScales.size()) ? cost.lineScales[l] : 0.0;
+        const double scale =
+            l < static_cast<long>(cost.lineScales.size()) ? cost.lineScales[l] : 0.0;
         t << L"Average angle: " << angle << L" degrees" << L"\n";
         t << L"Aerage scale: " << scale << L"\n";
         t << L"\n";

@@ -20,8 +20,9 @@ std::wstring overallInfo(const std::vector<long>& keys, const xcOCAlphabet& alph
     t += L"Number of characters: " + xfStr(keys.size()) + L"\n";
     t += L"Index\tStatus\t\tScore\tKey\t\tName\tType\tSize\n";
     for (std::size_t i = 0; i < keys.size(); ++i) {
-        const long status = i < r.statusFlags().size() ? static_cast<long>(r.statusFlags()[i])
-                                                       : static_cast<long>(xcOCArrangeDefs::eUnknown);
+        const long status = i < r.statusFlags().size()
+                                ? static_cast<long>(r.statusFlags()[i])
+                                : static_cast<long>(xcOCArrangeDefs::eUnknown);
         const double score = i < r.scores().size() ? r.scores()[i] : 0.0;
         t += xfStr(i) + L"\t" + xf_ArrangeStatusName(status) + L"\t" + xfDbl(score, 3, false) +
              L"\t" + xfHex(keys[i], 8) + L"\t";
@@ -86,9 +87,9 @@ void xf_AddArrangeLineDetails(const xcPtrHandle_const<xcOCLine>& lineHandle,
             t += L"      Status: " + xf_ArrangeStatusName(status) + L"\n";
             t += L"      Pose: " + xf_ArrangeRigidText(line.charPoses()[p]) + L"\n";
             t += L"      Scale: " + xfStr(scale) + L"\n";
-            const xcXform<2> clientFromChar = clientFromLine * line.charPoses()[p].xform() *
-                                              xcXform<2>(xcMatrix<2>(scale, 0.0, 0.0, scale),
-                                                         xcVector<2>(0.0, 0.0));
+            const xcXform<2> clientFromChar =
+                clientFromLine * line.charPoses()[p].xform() *
+                xcXform<2>(xcMatrix<2>(scale, 0.0, 0.0, scale), xcVector<2>(0.0, 0.0));
             xf_AddArrangeCharGraphic(graphics, xf_ArrangeCellRect(m), clientFromChar, status);
             anyKnown = anyKnown || status != xcOCArrangeDefs::eUnknown;
         }
@@ -117,9 +118,8 @@ void xf_AddArrangeOutputDiags(const xcPelBuffer_const<unsigned char>& image,
         for (long l = 0; l < a->numLines(); ++l) {
             xc_ArrangeDiagLevel nested(*diag, 1);
             xf_AddImage(diag, image, L"Details for line #" + xfStr(l), false);
-            xf_AddArrangeLineDetails(a->lines()[l], a->linePoses()[l], keys,
-                                     results.statusFlags(), results.clientFromArrangementXform(),
-                                     diag, graphics);
+            xf_AddArrangeLineDetails(a->lines()[l], a->linePoses()[l], keys, results.statusFlags(),
+                                     results.clientFromArrangementXform(), diag, graphics);
         }
     }
     record->graphics(graphics, xcDisplay::eClientCoords, L"Arrangement graphics");

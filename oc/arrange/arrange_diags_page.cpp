@@ -68,7 +68,6 @@ xcDiagHtmlPage xf_ArrangeReportPage(const std::vector<long>& keys, const xcOCAlp
         if (s >= 0 && s <= 2) ++counts[s];
     const xcOCLineArrangement* a = results.arrangement().get();
 
-
     page.facts.push_back({L"Positions", xfStr(keys.size()) + L": " + xfStr(counts[0]) +
                                             L" matched, " + xfStr(counts[1]) + L" inferred, " +
                                             xfStr(counts[2]) + L" unknown"});
@@ -106,12 +105,13 @@ xcDiagHtmlPage xf_ArrangeReportPage(const std::vector<long>& keys, const xcOCAlp
                                   {xfDbl(score, 3, false), false, {}},
                                   {lineOf[i] >= 0 ? xfStr(lineOf[i]) : L"-", false, {}}});
     }
-    page.legend = {
-        {xf_ArrangeStatusColor(xcOCArrangeDefs::eMatched), L"matched character: cell and direction"},
-        {xf_ArrangeStatusColor(xcOCArrangeDefs::eInferred), L"inferred character: cell and direction"},
-        {xf_ArrangeLinePen().color(), L"fitted line or arc"},
-        {xcColor::yellowColor(), L"line's enclosing rectangle, character origin"},
-        {xcColor::greyColor(), L"unknown position (not drawn)"}};
+    page.legend = {{xf_ArrangeStatusColor(xcOCArrangeDefs::eMatched),
+                    L"matched character: cell and direction"},
+                   {xf_ArrangeStatusColor(xcOCArrangeDefs::eInferred),
+                    L"inferred character: cell and direction"},
+                   {xf_ArrangeLinePen().color(), L"fitted line or arc"},
+                   {xcColor::yellowColor(), L"line's enclosing rectangle, character origin"},
+                   {xcColor::greyColor(), L"unknown position (not drawn)"}};
     page.featuredRecord = lastRecord(diag, L"OC Arranger: Output");
     if (page.featuredRecord < 0) page.featuredRecord = lastRecord(diag, L"Build arrangement");
     return page;

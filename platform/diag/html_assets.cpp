@@ -80,8 +80,8 @@ section.text h4 { margin: 0 0 3px; font-size: 12.5px; font-weight: 600; color: #
 section.text pre { margin: 0; padding: 8px 11px; background: #f7f8fa; border: 1px solid #e5e8ec;
                    border-radius: 5px; overflow: auto; max-height: 60vh; tab-size: 8;
                    font: 12.5px/1.4 ui-monospace, SFMono-Regular, Menlo, Consolas, monospace; }
-section.page-summary { background: var(--card); border: 1px solid var(--line); border-radius: 7px;
-                       padding: 10px 14px 6px; margin: 9px 0 16px; }
+section.page-summary { background: var(--card); border: 1px solid var(--line);
+                       border-radius: 7px; padding: 10px 14px 6px; margin: 9px 0 16px; }
 .facts { display: flex; flex-wrap: wrap; gap: 4px 26px; margin: 0 0 8px; }
 .facts div { display: flex; gap: 7px; align-items: baseline; }
 .facts dt { color: var(--muted); font-size: 12.5px; }
@@ -97,7 +97,8 @@ section.page-summary { background: var(--card); border: 1px solid var(--line); b
 .featured h2 a { color: var(--fg); }
 .featured h2 .n { color: var(--muted); font-weight: 400; font-size: 12px; }
 .summary-table-wrap { max-height: 560px; overflow: auto; }
-table.summary-table { border-collapse: collapse; font-size: 12.5px; font-variant-numeric: tabular-nums; }
+table.summary-table { border-collapse: collapse; font-size: 12.5px;
+                      font-variant-numeric: tabular-nums; }
 table.summary-table caption { text-align: left; color: var(--muted); padding: 2px 0 4px; }
 table.summary-table th { text-align: left; font-weight: 600; color: #39424c;
                          border-bottom: 1px solid var(--line); padding: 2px 10px 3px 4px; }

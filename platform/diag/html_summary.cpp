@@ -45,7 +45,8 @@ std::string xf_DiagHtmlSummary(const xcDiagHtmlPage& page, const std::string& fe
             out += "<caption>" + xf_HtmlEscape(page.tableCaption) + "</caption>";
         if (!page.tableHeader.empty()) {
             out += "<thead><tr>";
-            for (const std::wstring& h : page.tableHeader) out += "<th>" + xf_HtmlEscape(h) + "</th>";
+            for (const std::wstring& h : page.tableHeader)
+                out += "<th>" + xf_HtmlEscape(h) + "</th>";
             out += "</tr></thead>";
         }
         out += "<tbody>";

@@ -214,8 +214,8 @@ std::string xc_PageWriter::page() {
     }
     m_out +=
         "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-        "<title>" + xf_HtmlEscape(m_page.title) + "</title>\n<style>";
+        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n";
+    m_out += "<title>" + xf_HtmlEscape(m_page.title) + "</title>\n<style>";
     m_out += xf_DiagHtmlStyle();
     m_out += "</style>\n</head>\n<body>\n<header><h1>" + xf_HtmlEscape(m_page.title) +
              "</h1><span class=\"summary\">" +
@@ -255,9 +255,9 @@ std::string xc_PageWriter::page() {
 void xc_PageWriter::summary_() {
     std::string figure;
     const long f = m_page.featuredRecord;
-    const bool featured = f >= 0 && f < m_diag.numRecords() &&
-                          (m_diag.diagRecord(f)->hasImage() ||
-                           !m_diag.diagRecord(f)->graphicsLists().empty());
+    const bool featured =
+        f >= 0 && f < m_diag.numRecords() &&
+        (m_diag.diagRecord(f)->hasImage() || !m_diag.diagRecord(f)->graphicsLists().empty());
     if (featured) {
         std::swap(figure, m_out);
         figure_(f);

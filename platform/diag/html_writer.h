@@ -54,8 +54,8 @@ struct xcDiagHtmlPage {
     };
 
     std::wstring title = L"Diagnostics";  // the page's title and heading
-    std::vector<Fact> facts;               // shown first, one per line
-    std::wstring tableCaption;             // the table, shown when it has a header or rows
+    std::vector<Fact> facts;              // shown first, one per line
+    std::wstring tableCaption;            // the table, shown when it has a header or rows
     std::vector<std::wstring> tableHeader;
     std::vector<std::vector<Cell>> tableRows;
     std::vector<LegendEntry> legend;  // what each colour of the graphics means
@@ -68,6 +68,5 @@ struct xcDiagHtmlPage {
 std::filesystem::path xfWriteDiagHtml(const xcDiagObject& diag,
                                       const std::filesystem::path& folder);
 // The same, opening with `page`'s title and summary.
-std::filesystem::path xfWriteDiagHtml(const xcDiagObject& diag,
-                                      const std::filesystem::path& folder,
+std::filesystem::path xfWriteDiagHtml(const xcDiagObject& diag, const std::filesystem::path& folder,
                                       const xcDiagHtmlPage& page);

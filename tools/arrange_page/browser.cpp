@@ -1,13 +1,13 @@
 #include "tools/arrange_page/browser.h"
 
-#include <chrono>
+#include <sys/wait.h>
 #include <cctype>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <random>
 #include <sstream>
-#include <sys/wait.h>
 
 #include "platform/core/char_code.h"
 #include "platform/core/exception.h"
@@ -96,8 +96,8 @@ std::string xcHeadlessBrowser::run_(const std::string& args) const {
         std::string tail = readAll(err);
         if (tail.size() > 600) tail = tail.substr(tail.size() - 600);
         throw xcIOError(L"The headless browser failed (status " +
-                        std::to_wstring(WIFEXITED(status) ? WEXITSTATUS(status) : status) +
-                        L"): " + xfFromUtf8(tail));
+                        std::to_wstring(WIFEXITED(status) ? WEXITSTATUS(status) : status) + L"): " +
+                        xfFromUtf8(tail));
     }
     return readAll(out);
 }
@@ -114,6 +114,6 @@ void xcHeadlessBrowser::screenshot(const fs::path& page, const fs::path& png, lo
          std::to_string(height) + " --screenshot=" + quoted(fs::absolute(png).string()) + " " +
          quoted(fileUrl(page) + (fragment.empty() ? "" : "#" + fragment)));
     if (!fs::is_regular_file(png))
-        throw xcIOError(L"The headless browser wrote no screenshot '" +
-                        xfFromUtf8(png.string()) + L"'");
+        throw xcIOError(L"The headless browser wrote no screenshot '" + xfFromUtf8(png.string()) +
+                        L"'");
 }

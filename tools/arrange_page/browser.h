@@ -26,8 +26,8 @@ public:
     // A PNG screenshot of `page` in a window of width x height CSS pixels (one pixel each),
     // written to `png`; with a `fragment` ("rec-12") the page is opened scrolled to that
     // element. Errors as dumpDom, and xcIOError when no file appears.
-    void screenshot(const std::filesystem::path& page, const std::filesystem::path& png,
-                    long width, long height, const std::string& fragment = "") const;
+    void screenshot(const std::filesystem::path& page, const std::filesystem::path& png, long width,
+                    long height, const std::string& fragment = "") const;
 
 private:
     // Runs the browser with `args` after the common flags; returns its standard output.

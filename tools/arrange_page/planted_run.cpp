@@ -54,6 +54,16 @@ xcSynthSceneParams sceneParams(const xcPlantedRunOptions& o) {
         p.lines = {c};
         p.missing = {5};  // the 'T' of "QUALITY"
     }
+    // Into the client frame: a rigid motion keeps sizes and turning sense.
+    const xc2Rigid& c = o.clientFromImage;
+    const double turn = xcDegree(c.angle()).toDouble();
+    p.clientFromImage = c.xform();
+    for (xcSynthLineSpec& l : p.lines) {
+        l.start = c.mapPoint(l.start);
+        l.angle += turn;
+        l.centre = c.mapPoint(l.centre);
+        l.startAngle += turn;
+    }
     return p;
 }
 
@@ -75,8 +85,8 @@ xcPtrHandle_const<xcOCAlphabet> makeAlphabet(const xcSynthFont& font, const std:
                 new xcOCModel(static_cast<long>(c), xcPelBuffer_const<unsigned char>(),
                               xcPelRect(0, -h, w, h), xcOCModel::eBlank, name)));
         } else {
-            models.push_back(xcPtrHandle_const<xcOCModel>(new xcOCModel(
-                static_cast<long>(c), g.image, g.cell, xcOCModel::eNormal, name)));
+            models.push_back(xcPtrHandle_const<xcOCModel>(
+                new xcOCModel(static_cast<long>(c), g.image, g.cell, xcOCModel::eNormal, name)));
         }
     }
     return xcPtrHandle_const<xcOCAlphabet>(new xcOCAlphabet(models, 0.5, false));
@@ -136,9 +146,9 @@ xcPlantedRun xfPlantedRun(const xcPlantedRunOptions& options, xcDiagObject* diag
         const xcVector<2> off = t.pose.position - t.nominal.position;
         if (t.drawn) {
             statuses[i] = xcOCArrangeDefs::eMatched;
-            scores[i] = std::clamp(0.97 - 0.08 * off.len() - 0.02 * std::fabs(t.pose.angle -
-                                                                             t.nominal.angle),
-                                   0.0, 1.0);
+            scores[i] = std::clamp(
+                0.97 - 0.08 * off.len() - 0.02 * std::fabs(t.pose.angle - t.nominal.angle), 0.0,
+                1.0);
             poses[i] = poseOf(t.pose);
         } else {
             statuses[i] = xcOCArrangeDefs::eInferred;
@@ -217,14 +227,15 @@ xcPlantedRun xfPlantedRun(const xcPlantedRunOptions& options, xcDiagObject* diag
         std::vector<double> scales;
         for (long i = s; i < e; ++i) {
             sets.emplace_back(std::vector<long>{run.keys[i]}, 0L);
-            charPoses.push_back(i == s ? xc2Rigid() : rigidOf(poses[s]).inverse() * rigidOf(poses[i]));
+            charPoses.push_back(i == s ? xc2Rigid()
+                                       : rigidOf(poses[s]).inverse() * rigidOf(poses[i]));
             scales.push_back(poses[i].scale);
         }
         const std::size_t np = sets.size();
-        lines.push_back(xcPtrHandle_const<xcOCLine>(new xcOCLine(
-            sets, run.alphabet, charPoses, scales, std::vector<double>(np, 0.0),
-            std::vector<xcRadian>(np, xcRadian()), std::vector<double>(np, 0.0),
-            L"Line " + std::to_wstring(l))));
+        lines.push_back(xcPtrHandle_const<xcOCLine>(
+            new xcOCLine(sets, run.alphabet, charPoses, scales, std::vector<double>(np, 0.0),
+                         std::vector<xcRadian>(np, xcRadian()), std::vector<double>(np, 0.0),
+                         L"Line " + std::to_wstring(l))));
     }
     Access::arrangement(run.results, xcPtrHandle_const<xcOCLineArrangement>(new xcOCLineArrangement(
                                          lines, linePoses, 0.0, xcRadian(), L"")));
@@ -238,7 +249,8 @@ xcPlantedRun xfPlantedRun(const xcPlantedRunOptions& options, xcDiagObject* diag
     if (diag && xcDiagObject::shouldRecord(flags, xcDiagObject::eInput))
         xf_AddArrangeInputDiags(image, xcPelBuffer_const<unsigned char>(), alphabet, run.keys,
                                 run.params, diag);
-    const bool intermediate = diag && xcDiagObject::shouldRecord(flags, xcDiagObject::eIntermediate) &&
+    const bool intermediate = diag &&
+                              xcDiagObject::shouldRecord(flags, xcDiagObject::eIntermediate) &&
                               image.clientFromImageXformBase().isLinear();
     if (intermediate) {
         xf_AddImage(diag, image, L"OC Arranger: Intermediate", false);
@@ -246,8 +258,7 @@ xcPlantedRun xfPlantedRun(const xcPlantedRunOptions& options, xcDiagObject* diag
                                     run.results.statusFlags(), run.params, bestPath, cost, true,
                                     diag);
     }
-    if (diag)
-        xf_AddArrangeOutputDiags(image, run.keys, alphabet, run.results, diag, flags);
+    if (diag) xf_AddArrangeOutputDiags(image, run.keys, alphabet, run.results, diag, flags);
     run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     return run;
 }

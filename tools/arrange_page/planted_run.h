@@ -20,6 +20,7 @@
 #include "oc/arrange/arrange_records.h"
 #include "oc/arrange/arrange_results.h"
 #include "oc/font/alphabet.h"
+#include "platform/core/rigid.h"
 #include "platform/diag/diag_object.h"
 #include "tools/synth/scene.h"
 
@@ -29,6 +30,10 @@ struct xcPlantedRunOptions {
     std::string font = "DejaVuSans.ttf";  // a file name or path (xcSynthFont::locate)
     double size = 32.0;                   // em size in pixels
     std::uint64_t seed = 7;
+    // The image's client frame. The text is laid out in image coordinates and carried into
+    // the client frame, so the image looks the same whatever the frame; poses, records and
+    // graphics are in client coordinates.
+    xc2Rigid clientFromImage;
 };
 
 struct xcPlantedRun {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "oc/font/alphabet.h"
 #include "tools/ocarrange/options.h"
 
 // The images of a --batch argument. Throws xcBadArgument when it names nothing usable.

@@ -90,7 +90,8 @@ TEST(ArrangeDiagText, VectorsAnglesTransformsNamesAndKeyLists) {
     EXPECT_EQ(xf_ArrangeRigidText(xc2Rigid({10.0, 20.25}, xcRadian(xcDegree(-30.0)))),
               L" < xc2Rigid > ( 10 , 20.25 ) : -30.000 degrees ");
     const xcXform<2> x(xcMatrix<2>(2.0, 0.0, 0.0, 0.5), {3.0, 4.0});
-    EXPECT_EQ(xf_ArrangeXformText(x), L" < xc2Xform > ( 3 , 4 ) :  < xc2Matrix > [ 2 , 0 , 0 , 0.5 ] ");
+    EXPECT_EQ(xf_ArrangeXformText(x),
+              L" < xc2Xform > ( 3 , 4 ) :  < xc2Matrix > [ 2 , 0 , 0 , 0.5 ] ");
     EXPECT_EQ(xf_ArrangeDecomposedXformText(x),
               L" < xc2Xform > ( 3 , 4 ) :  < xc2Matrix > [ 2 , 0 , 0 , 0.5 ]  xRot=0.000 degrees "
               L" yRot=0.000 degrees  xScale=2.000 yScale=0.500");
@@ -275,7 +276,8 @@ TEST(ArrangeDiags, BuildArrangementRowsTotalsAndCost) {
     const xcDiagRecord& r = *d.diagRecord(0);
     EXPECT_EQ(r.annotation(), L"Build arrangement");
     EXPECT_EQ(r.level(), 2);
-    EXPECT_EQ(graphicNames(r), (std::vector<std::wstring>{L"Line #0 graphics", L"Line #1 graphics"}));
+    EXPECT_EQ(graphicNames(r),
+              (std::vector<std::wstring>{L"Line #0 graphics", L"Line #1 graphics"}));
     EXPECT_EQ(textNames(r), (std::vector<std::wstring>{L"Line #0 details", L"Line #1 details",
                                                        L"Arrangement cost"}));
     EXPECT_EQ(text(r, L"Line #0 details")->text,
@@ -332,10 +334,10 @@ TEST(ArrangeDiags, BuildArrangementRowsTotalsAndCost) {
     c.cost.scaleDeviations.pop_back();
     xcDiagObject g;
     g.level(4);
-    EXPECT_THROW(xf_AddBuildArrangementDiags(image, alphabet(), c.keys, c.chars, c.poses,
-                                             c.scores, c.statuses, xcOCArrangeParams(), c.path,
-                                             c.cost, true, &g),
-                 xcAssertionFailure);
+    EXPECT_THROW(
+        xf_AddBuildArrangementDiags(image, alphabet(), c.keys, c.chars, c.poses, c.scores,
+                                    c.statuses, xcOCArrangeParams(), c.path, c.cost, true, &g),
+        xcAssertionFailure);
     EXPECT_EQ(g.numRecords(), 0);
     EXPECT_EQ(g.level(), 4);
 }
@@ -351,13 +353,13 @@ xcOCArrangeResults plantedResults() {
         {set(kA), set(kSpace), set(kB)}, a,
         {xc2Rigid(), xc2Rigid({9, 0}, xcRadian()), xc2Rigid({16, 0.5}, xcRadian())},
         {1.0, 1.0, 1.25}, {0, 0, 0}, {xcRadian(), xcRadian(), xcRadian()}, {0, 0, 0}, L"Line 0"));
-    const xcPtrHandle_const<xcOCLine> l1(new xcOCLine({set(kC)}, a, {xc2Rigid()}, {1.5}, {0.0},
-                                                      {xcRadian()}, {0.0}, L"Line 1"));
+    const xcPtrHandle_const<xcOCLine> l1(
+        new xcOCLine({set(kC)}, a, {xc2Rigid()}, {1.5}, {0.0}, {xcRadian()}, {0.0}, L"Line 1"));
     xcOCArrangeResults r;
     A::isFound(r, true);
-    A::arrangement(r, xcPtrHandle_const<xcOCLineArrangement>(new xcOCLineArrangement(
-                          {l0, l1}, {xc2Rigid(), xc2Rigid({12.5, 0}, xcRadian())}, 0.0,
-                          xcRadian(), L"")));
+    A::arrangement(
+        r, xcPtrHandle_const<xcOCLineArrangement>(new xcOCLineArrangement(
+               {l0, l1}, {xc2Rigid(), xc2Rigid({12.5, 0}, xcRadian())}, 0.0, xcRadian(), L"")));
     A::clientFromArrangementXform(r, xc2Rigid({10, 20}, xcRadian(xcDegree(30.0))).xform());
     A::statusFlags(r) = {D::eMatched, D::eInferred, D::eMatched, D::eUnknown};
     A::scores(r) = {0.9, 0.0, 0.75, 0.0};
@@ -461,8 +463,8 @@ TEST(ArrangeDiags, NullDiagAndUnselectedFlagsRecordNothing) {
     EXPECT_EQ(d.numRecords(), 0);
     // A null line handle is skipped.
     xf_AddImage(&d, image, L"holder", false);
-    xf_AddArrangeLineDetails(xcPtrHandle_const<xcOCLine>(), xc2Rigid(), keys,
-                             results.statusFlags(), xcXform<2>(), &d, list);
+    xf_AddArrangeLineDetails(xcPtrHandle_const<xcOCLine>(), xc2Rigid(), keys, results.statusFlags(),
+                             xcXform<2>(), &d, list);
     EXPECT_TRUE(d.diagRecord(0)->texts().empty());
     // Results without an arrangement: the overview only.
     xcDiagObject e;
@@ -510,8 +512,8 @@ TEST(ArrangeDiags, ReportPageSummary) {
     xcDiagObject e;
     xf_AddImage(&e, image, L"Build arrangement", false);
     EXPECT_EQ(xf_ArrangeReportPage(keys, alphabet(), results, -1.0, e).featuredRecord, 0);
-    const xcDiagHtmlPage none = xf_ArrangeReportPage({}, alphabet(), xcOCArrangeResults(), -1.0,
-                                                     xcDiagObject());
+    const xcDiagHtmlPage none =
+        xf_ArrangeReportPage({}, alphabet(), xcOCArrangeResults(), -1.0, xcDiagObject());
     EXPECT_EQ(none.featuredRecord, -1);
     EXPECT_EQ(none.facts[0].value, L"(empty)");
     EXPECT_EQ(none.facts[5].value, L"not measured");

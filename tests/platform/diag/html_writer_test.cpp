@@ -269,7 +269,7 @@ TEST(DiagHtml, SummaryLegendFeaturedFigureAndSharedImages) {
     xf_AddImage(&d, img, L"first", false);
     xcPelBuffer<unsigned char> part = img;
     part.window(xcPelRect(2, 1, 5, 4));
-    xf_AddImage(&d, part, L"narrowed", false);   // same root, other window: its own file
+    xf_AddImage(&d, part, L"narrowed", false);  // same root, other window: its own file
     xcDiagRecord* out = xf_AddImage(&d, img, L"again & <more>", false);  // shares file 0
     xcGraphicList l;
     l.append(make(new xcGraphicPointIcon({4, 4}, xcColor::greenColor())));
@@ -295,8 +295,9 @@ TEST(DiagHtml, SummaryLegendFeaturedFigureAndSharedImages) {
               std::string::npos);
     EXPECT_NE(html.find("<td><span class=\"sw\" style=\"background:#00dc00\"></span>matched</td>"),
               std::string::npos);
-    EXPECT_NE(html.find("<span class=\"sw\" style=\"background:#ff9600\"></span>inferred character"),
-              std::string::npos);
+    EXPECT_NE(
+        html.find("<span class=\"sw\" style=\"background:#ff9600\"></span>inferred character"),
+        std::string::npos);
     // The featured figure comes before the records and links to its record.
     const std::size_t featured = html.find("<a href=\"#rec-2\">again &amp; &lt;more&gt;</a>");
     ASSERT_NE(featured, std::string::npos);

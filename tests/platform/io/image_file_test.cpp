@@ -172,7 +172,8 @@ TEST_F(ImageFile, ColourPlanes) {
     RawPng grey{2, 1, PNG_COLOR_TYPE_GRAY, 8, false, {7, 250}, {}, {}};
     ASSERT_TRUE(xf_TestWritePng(grey, file("grey.png")));
     const xcRgbPlanes g = xfReadPngRgb(file("grey.png"));
-    for (const Buf* b : {&g.red, &g.green, &g.blue}) EXPECT_EQ(row0(*b), (std::vector<int>{7, 250}));
+    for (const Buf* b : {&g.red, &g.green, &g.blue})
+        EXPECT_EQ(row0(*b), (std::vector<int>{7, 250}));
     EXPECT_THROW(xfReadPngRgb(file("absent.png")), xcIOError);
 }
 

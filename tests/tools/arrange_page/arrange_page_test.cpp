@@ -136,9 +136,8 @@ double distanceToQuad(const xcVector<2>& p, const std::vector<xcVector<2>>& q) {
         const double cross = ab.x() * ap.y() - ab.y() * ap.x();
         if (sign == 0 && cross != 0) sign = cross > 0 ? 1 : -1;
         if (cross * sign < 0) inside = false;
-        const double t = std::clamp((ap.x() * ab.x() + ap.y() * ab.y()) /
-                                        (ab.x() * ab.x() + ab.y() * ab.y()),
-                                    0.0, 1.0);
+        const double t = std::clamp(
+            (ap.x() * ab.x() + ap.y() * ab.y()) / (ab.x() * ab.x() + ab.y() * ab.y()), 0.0, 1.0);
         best = std::min(best, (p - (a + ab * t)).len());
     }
     return inside ? 0.0 : best;
@@ -148,6 +147,7 @@ struct PageCase {
     xcPlantedRunOptions::Layout layout;
     const char* font;
     double size;
+    xc2Rigid clientFromImage;
 };
 
 class ArrangePage : public ::testing::TestWithParam<PageCase> {};
@@ -165,11 +165,11 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
     options.layout = GetParam().layout;
     options.font = GetParam().font;
     options.size = GetParam().size;
+    options.clientFromImage = GetParam().clientFromImage;
     xcDiagObject diag;
     const xcPlantedRun run = xfPlantedRun(options, &diag, 0x70000);
-    const fs::path index =
-        xf_WriteArrangeReport(diag, tmp.path / "page", run.keys, *run.alphabet, run.results,
-                              run.seconds);
+    const fs::path index = xf_WriteArrangeReport(diag, tmp.path / "page", run.keys, *run.alphabet,
+                                                 run.results, run.seconds);
 
     // The DOM once the page's script ran: every record with its title, every text's name.
     const std::string dom = browser.dumpDom(index);
@@ -198,14 +198,22 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
     const xcPlantedRun shotRun = xfPlantedRun(options, &shotDiag, 0x60000);
     ASSERT_EQ(shotDiag.diagRecord(0)->annotation(), L"OC Arranger: Intermediate");
     ASSERT_EQ(shotDiag.diagRecord(1)->annotation(), L"Build arrangement");
-    const fs::path shotIndex = xf_WriteArrangeReport(
-        shotDiag, tmp.path / "shot", shotRun.keys, *shotRun.alphabet, shotRun.results, -1.0);
+    const fs::path shotIndex = xf_WriteArrangeReport(shotDiag, tmp.path / "shot", shotRun.keys,
+                                                     *shotRun.alphabet, shotRun.results, -1.0);
     const fs::path png = tmp.path / "shot.png";
     browser.screenshot(shotIndex, png, 1280, 2200);
     const Rgb shot{xfReadPngRgb(png)};
 
     const xcPelBuffer_const<unsigned char>& image = run.scene.image;
     const long w = image.width(), h = image.height();
+    // The cells in image coordinates (the graphics are in client coordinates).
+    const xcXform<2> imageFromClient = image.clientFromImageXform().inverse();
+    ASSERT_GT(imageFromClient.trans().len(), 1.0);
+    std::vector<std::vector<xcVector<2>>> cells;
+    for (const auto& cell : run.cells) {
+        cells.emplace_back();
+        for (const xcVector<2>& c : cell) cells.back().push_back(imageFromClient.mapPoint(c));
+    }
     const std::vector<xcOCArrangeDefs::CharStatus>& statuses = run.results.statusFlags();
     long fromY = 0;
     for (const char* figure : {"output", "intermediate", "build"}) {
@@ -242,7 +250,7 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
         // (a neighbour's later outline may cover a shared side, the line's rectangle the top
         // and bottom, so the length of one side is asked for).
         long matched = 0, inferred = 0;
-        for (std::size_t i = 0; i < run.cells.size(); ++i) {
+        for (std::size_t i = 0; i < cells.size(); ++i) {
             // "Build arrangement" colours each position by its status; the output record each
             // character by the status of the first position holding its key.
             long status = statuses[i];
@@ -259,14 +267,14 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
             long near[5] = {0, 0, 0, 0, 0};
             for (long y = 0; y < h; ++y)
                 for (long x = 0; x < w; ++x)
-                    if (distanceToQuad({x + 0.5, y + 0.5}, run.cells[i]) < 1.5)
+                    if (distanceToQuad({x + 0.5, y + 0.5}, cells[i]) < 1.5)
                         ++near[paint[static_cast<std::size_t>(y * w + x)]];
-            const double side = (run.cells[i][3] - run.cells[i][0]).len();
+            const double side = (cells[i][3] - cells[i][0]).len();
             EXPECT_GT(static_cast<double>(near[want]), (want == eGreen ? 1.0 : 0.5) * side)
                 << "in the cell: " << near[eGreen] << " green, " << near[eOrange] << " orange, "
                 << near[eRed] << " red, " << near[eYellow] << " yellow pixels; cell at ("
-                << run.cells[i][0].x() << ", " << run.cells[i][0].y() << ") to ("
-                << run.cells[i][2].x() << ", " << run.cells[i][2].y() << ")";
+                << cells[i][0].x() << ", " << cells[i][0].y() << ") to (" << cells[i][2].x() << ", "
+                << cells[i][2].y() << ")";
         }
         EXPECT_GT(matched, 10);
         EXPECT_GE(inferred, 2);
@@ -278,20 +286,19 @@ TEST_P(ArrangePage, RecordsAndOverlaysInHeadlessChromium) {
                 const Paint p = paint[static_cast<std::size_t>(y * w + x)];
                 if (p != eGreen && p != eOrange && p != eRed) continue;
                 double d = 1e300;
-                for (const auto& q : run.cells) d = std::min(d, distanceToQuad({x + 0.5, y + 0.5}, q));
+                for (const auto& q : cells) d = std::min(d, distanceToQuad({x + 0.5, y + 0.5}, q));
                 if (d > 3.0) ++stray;
             }
         EXPECT_EQ(stray, 0);
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Layouts, ArrangePage,
-                         ::testing::Values(PageCase{xcPlantedRunOptions::eStraight,
-                                                    "DejaVuSerif.ttf", 32.0},
-                                           PageCase{xcPlantedRunOptions::eCircular,
-                                                    "DejaVuSansMono.ttf", 28.0}),
-                         [](const ::testing::TestParamInfo<PageCase>& p) {
-                             return p.param.layout == xcPlantedRunOptions::eStraight
-                                        ? "StraightSerif"
-                                        : "CircularMono";
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Layouts, ArrangePage,
+    ::testing::Values(PageCase{xcPlantedRunOptions::eStraight, "DejaVuSerif.ttf", 32.0,
+                               xc2Rigid({-250.0, 60.0}, xcRadian(xcDegree(90.0)))},
+                      PageCase{xcPlantedRunOptions::eCircular, "DejaVuSansMono.ttf", 28.0,
+                               xc2Rigid({35.0, -410.0}, xcRadian(xcDegree(-30.0)))}),
+    [](const ::testing::TestParamInfo<PageCase>& p) {
+        return p.param.layout == xcPlantedRunOptions::eStraight ? "StraightSerif" : "CircularMono";
+    });

@@ -40,9 +40,8 @@ TEST(PlantedRun, RecordTreeForEachFlagCombination) {
     const long numChars = plain.alphabet->numChars();
     const std::vector<Rec> intermediate{{L"OC Arranger: Intermediate", 0},
                                         {L"Build arrangement", 1}};
-    const std::vector<Rec> output{{L"OC Arranger: Output", 0},
-                                  {L"Details for line #0", 1},
-                                  {L"Details for line #1", 1}};
+    const std::vector<Rec> output{
+        {L"OC Arranger: Output", 0}, {L"Details for line #0", 1}, {L"Details for line #1", 1}};
     for (unsigned long flags : {0x0UL, 0x10000UL, 0x20000UL, 0x40000UL, 0x70000UL, 0xFFFFFFFFUL}) {
         SCOPED_TRACE(flags);
         xcDiagObject d;
