@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <numeric>
 #include <string>
 
@@ -30,16 +31,27 @@ struct RawEdge {
     float mag = 0;
 };
 
-// Sobel magnitudes of a whole plane, grey levels per pixel.
+// Rows between attention polls: about 2^15 pixels of work (well under a millisecond).
+long pollRows(long w) { return std::max(1L, 32768L / std::max(1L, w)); }
+
+// Sobel magnitudes of a whole plane, grey levels per pixel, a band of rows between polls.
 void magnitudes(const xc_GeoPlane& plane, std::vector<std::int16_t>& gx,
                 std::vector<std::int16_t>& gy, std::vector<float>& mag) {
     const size_t n = static_cast<size_t>(plane.w * plane.h);
     gx.resize(n);
     gy.resize(n);
     mag.resize(n);
-    xf_GeoSobel(plane, nullptr, 0, 0, plane.w, plane.h, gx.data(), gy.data(), plane.w);
-    for (size_t i = 0; i < n; ++i)
-        mag[i] = std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i])) * 0.125f;
+    const long band = pollRows(plane.w);
+    for (long y0 = 0; y0 < plane.h; y0 += band) {
+        xcAttention::check();
+        const long rows = std::min(band, plane.h - y0);
+        const size_t first = static_cast<size_t>(y0 * plane.w);
+        xf_GeoSobel(plane, nullptr, 0, y0, plane.w, rows, gx.data() + first, gy.data() + first,
+                    plane.w);
+        const size_t end = first + static_cast<size_t>(rows * plane.w);
+        for (size_t i = first; i < end; ++i)
+            mag[i] = std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i])) * 0.125f;
+    }
 }
 
 // The edge points of a plane: maxima of the magnitude across the edge, at or above `thr`,
@@ -52,7 +64,9 @@ std::vector<RawEdge> findEdges(const xc_GeoPlane& plane, double thr) {
     std::vector<float> mag;
     magnitudes(plane, gx, gy, mag);
     const float t = static_cast<float>(thr);
+    const long polls = pollRows(w);
     for (long y = 1; y + 1 < h; ++y) {
+        if (y % polls == 0) xcAttention::check();
         for (long x = 1; x + 1 < w; ++x) {
             const size_t i = static_cast<size_t>(y * w + x);
             const float m = mag[i];
@@ -98,11 +112,14 @@ std::vector<size_t> thin(const std::vector<RawEdge>& edges, long target) {
     }
     std::vector<size_t> kept;
     for (double d = 1.0;; d *= 1.15) {
+        xcAttention::check();
         const long gw = static_cast<long>(xmax / d) + 1, gh = static_cast<long>(ymax / d) + 1;
         std::vector<long> head(static_cast<size_t>(gw * gh), -1);
         std::vector<long> next;
         kept.clear();
+        size_t visited = 0;
         for (size_t i : order) {
+            if ((++visited & 4095) == 0) xcAttention::check();
             const RawEdge& e = edges[i];
             const long cx = static_cast<long>(e.x / d), cy = static_cast<long>(e.y / d);
             bool near = false;
@@ -155,17 +172,40 @@ double radiusOf(const std::vector<RawEdge>& edges, int level, const xcVector<2>&
     return std::sqrt(r2);
 }
 
+// The 90th percentile of the magnitudes that reach the training contrast, times
+// kAutoContrastFraction (at least the training contrast). The percentile is selected exactly
+// in two polled passes: a histogram of the values' high 16 bits (non-negative floats order as
+// their bit patterns), then the values of the one bin that holds it.
 double autoThreshold(const xc_GeoPlane& plane) {
     std::vector<std::int16_t> gx, gy;
     std::vector<float> mag;
     magnitudes(plane, gx, gy, mag);
-    std::vector<float> strong;
-    for (float m : mag)
-        if (m >= xc_GeoDefs::kTrainContrast) strong.push_back(m);
-    if (strong.empty()) return xc_GeoDefs::kTrainContrast;
-    const size_t k = strong.size() * 9 / 10;
-    std::nth_element(strong.begin(), strong.begin() + static_cast<long>(k), strong.end());
-    return std::max(xc_GeoDefs::kTrainContrast, kAutoContrastFraction * strong[k]);
+    const auto bits = [](float m) {
+        std::uint32_t b;
+        std::memcpy(&b, &m, sizeof b);
+        return b;
+    };
+    const float floor = static_cast<float>(xc_GeoDefs::kTrainContrast);
+    std::vector<std::size_t> histogram(1 << 16, 0);
+    std::size_t strong = 0;
+    for (std::size_t i = 0; i < mag.size(); ++i) {
+        if ((i & 32767) == 0) xcAttention::check();
+        if (mag[i] >= floor) {
+            ++histogram[bits(mag[i]) >> 16];
+            ++strong;
+        }
+    }
+    if (strong == 0) return xc_GeoDefs::kTrainContrast;
+    std::size_t k = strong * 9 / 10, bin = 0;
+    while (k >= histogram[bin]) k -= histogram[bin++];
+    std::vector<float> inBin;
+    inBin.reserve(histogram[bin]);
+    for (std::size_t i = 0; i < mag.size(); ++i) {
+        if ((i & 32767) == 0) xcAttention::check();
+        if (mag[i] >= floor && (bits(mag[i]) >> 16) == bin) inBin.push_back(mag[i]);
+    }
+    std::nth_element(inBin.begin(), inBin.begin() + static_cast<long>(k), inBin.end());
+    return std::max(xc_GeoDefs::kTrainContrast, kAutoContrastFraction * inBin[k]);
 }
 
 // The plane padded by `pad` pixels on every side, replicating its border pixels.
@@ -175,7 +215,9 @@ xc_GeoPlane padPlane(const xc_GeoPlane& src, long pad, std::vector<unsigned char
     out.h = src.h + 2 * pad;
     out.stride = out.w;
     store.resize(static_cast<size_t>(out.w * out.h));
+    const long polls = pollRows(out.w);
     for (long y = 0; y < out.h; ++y) {
+        if (y % polls == 0) xcAttention::check();
         const unsigned char* s = src.row(std::clamp(y - pad, 0L, src.h - 1));
         unsigned char* d = store.data() + y * out.w;
         std::fill(d, d + pad, s[0]);
