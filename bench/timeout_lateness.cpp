@@ -10,7 +10,7 @@
 // BM_TimeoutLatenessPaceChange: the loop polls every ~0.5 us until just before the deadline,
 // then slows to ~500 us per check: the worst case of the adaptive clock reads.
 // BM_Check*: one check() per iteration, without a tag, with a far tag, with three nested tags.
-// BM_GeoAlignTimeout/<case>: the geometric alignment tool under a 50 ms time-out, where
+// BM_GeoAlignTimeout/<case>/<ms>: the geometric alignment tool under a time-out of <ms>, where
 // lateness is the time from the deadline to the catch (every time-out must end within 10 ms):
 //   0: a run over a 2000 x 1500 text scene with a wide scale zone (0.25 ... 4, full turn,
 //      accept 0.3, numToFind 1000), the search whose template loop once went unpolled;
@@ -223,8 +223,8 @@ void BM_GeoAlignTimeout(benchmark::State& state) {
         Clock::time_point deadline;
         try {
             xcAttentionTag tag;
-            deadline = Clock::now() + std::chrono::milliseconds(50);
-            tag.attachTimeout(0.050);
+            deadline = Clock::now() + std::chrono::milliseconds(state.range(1));
+            tag.attachTimeout(static_cast<double>(state.range(1)) / 1000.0);
             if (kind == 2)
                 trained.train(large, xc_GeoDefs::eTrainAllFlags);
             else
@@ -240,9 +240,14 @@ void BM_GeoAlignTimeout(benchmark::State& state) {
     state.counters["completed"] = static_cast<double>(completed);
 }
 BENCHMARK(BM_GeoAlignTimeout)
-    ->Arg(0)
-    ->Arg(1)
-    ->Arg(2)
+    ->Args({0, 50})
+    ->Args({0, 400})
+    ->Args({1, 50})
+    ->Args({1, 400})
+    ->Args({2, 50})
+    ->Args({2, 200})
+    ->Args({2, 600})
+    ->Args({2, 1500})
     ->Iterations(10)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <numeric>
 #include <string>
 
@@ -34,24 +35,34 @@ struct RawEdge {
 // Rows between attention polls: about 2^15 pixels of work (well under a millisecond).
 long pollRows(long w) { return std::max(1L, 32768L / std::max(1L, w)); }
 
-// Sobel magnitudes of a whole plane, grey levels per pixel, a band of rows between polls.
-void magnitudes(const xc_GeoPlane& plane, std::vector<std::int16_t>& gx,
-                std::vector<std::int16_t>& gy, std::vector<float>& mag) {
-    const size_t n = static_cast<size_t>(plane.w * plane.h);
-    gx.resize(n);
-    gy.resize(n);
-    mag.resize(n);
+// Sobel gradients and magnitudes (grey levels per pixel) of a whole plane, row-major. The
+// arrays are not zero-filled: their pages are first touched band by band, between polls, so
+// that a large plane costs no unpolled time up front.
+struct Gradients {
+    std::unique_ptr<std::int16_t[]> gx, gy;
+    std::unique_ptr<float[]> mag;
+    size_t size = 0;
+};
+
+Gradients magnitudes(const xc_GeoPlane& plane) {
+    Gradients g;
+    g.size = static_cast<size_t>(plane.w * plane.h);
+    g.gx.reset(new std::int16_t[g.size]);
+    g.gy.reset(new std::int16_t[g.size]);
+    g.mag.reset(new float[g.size]);
     const long band = pollRows(plane.w);
     for (long y0 = 0; y0 < plane.h; y0 += band) {
         xcAttention::check();
         const long rows = std::min(band, plane.h - y0);
         const size_t first = static_cast<size_t>(y0 * plane.w);
-        xf_GeoSobel(plane, nullptr, 0, y0, plane.w, rows, gx.data() + first, gy.data() + first,
-                    plane.w);
+        std::int16_t* gx = g.gx.get();
+        std::int16_t* gy = g.gy.get();
+        xf_GeoSobel(plane, nullptr, 0, y0, plane.w, rows, gx + first, gy + first, plane.w);
         const size_t end = first + static_cast<size_t>(rows * plane.w);
         for (size_t i = first; i < end; ++i)
-            mag[i] = std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i])) * 0.125f;
+            g.mag[i] = std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i])) * 0.125f;
     }
+    return g;
 }
 
 // The edge points of a plane: maxima of the magnitude across the edge, at or above `thr`,
@@ -60,9 +71,10 @@ std::vector<RawEdge> findEdges(const xc_GeoPlane& plane, double thr) {
     std::vector<RawEdge> out;
     const long w = plane.w, h = plane.h;
     if (w < 3 || h < 3) return out;
-    std::vector<std::int16_t> gx, gy;
-    std::vector<float> mag;
-    magnitudes(plane, gx, gy, mag);
+    const Gradients grad = magnitudes(plane);
+    const std::int16_t* gx = grad.gx.get();
+    const std::int16_t* gy = grad.gy.get();
+    const float* mag = grad.mag.get();
     const float t = static_cast<float>(thr);
     const long polls = pollRows(w);
     for (long y = 1; y + 1 < h; ++y) {
@@ -177,9 +189,8 @@ double radiusOf(const std::vector<RawEdge>& edges, int level, const xcVector<2>&
 // in two polled passes: a histogram of the values' high 16 bits (non-negative floats order as
 // their bit patterns), then the values of the one bin that holds it.
 double autoThreshold(const xc_GeoPlane& plane) {
-    std::vector<std::int16_t> gx, gy;
-    std::vector<float> mag;
-    magnitudes(plane, gx, gy, mag);
+    const Gradients grad = magnitudes(plane);
+    const float* mag = grad.mag.get();
     const auto bits = [](float m) {
         std::uint32_t b;
         std::memcpy(&b, &m, sizeof b);
@@ -188,7 +199,7 @@ double autoThreshold(const xc_GeoPlane& plane) {
     const float floor = static_cast<float>(xc_GeoDefs::kTrainContrast);
     std::vector<std::size_t> histogram(1 << 16, 0);
     std::size_t strong = 0;
-    for (std::size_t i = 0; i < mag.size(); ++i) {
+    for (std::size_t i = 0; i < grad.size; ++i) {
         if ((i & 32767) == 0) xcAttention::check();
         if (mag[i] >= floor) {
             ++histogram[bits(mag[i]) >> 16];
@@ -200,7 +211,7 @@ double autoThreshold(const xc_GeoPlane& plane) {
     while (k >= histogram[bin]) k -= histogram[bin++];
     std::vector<float> inBin;
     inBin.reserve(histogram[bin]);
-    for (std::size_t i = 0; i < mag.size(); ++i) {
+    for (std::size_t i = 0; i < grad.size; ++i) {
         if ((i & 32767) == 0) xcAttention::check();
         if (mag[i] >= floor && (bits(mag[i]) >> 16) == bin) inBin.push_back(mag[i]);
     }
@@ -214,11 +225,14 @@ xc_GeoPlane padPlane(const xc_GeoPlane& src, long pad, std::vector<unsigned char
     out.w = src.w + 2 * pad;
     out.h = src.h + 2 * pad;
     out.stride = out.w;
-    store.resize(static_cast<size_t>(out.w * out.h));
+    // Reserved, then grown a row at a time: the pages are touched between polls.
+    store.clear();
+    store.reserve(static_cast<size_t>(out.w * out.h));
     const long polls = pollRows(out.w);
     for (long y = 0; y < out.h; ++y) {
         if (y % polls == 0) xcAttention::check();
         const unsigned char* s = src.row(std::clamp(y - pad, 0L, src.h - 1));
+        store.resize(store.size() + static_cast<size_t>(out.w));
         unsigned char* d = store.data() + y * out.w;
         std::fill(d, d + pad, s[0]);
         std::copy(s, s + src.w, d + pad);
