@@ -115,8 +115,28 @@ std::vector<size_t> thin(const std::vector<RawEdge>& edges, long target) {
     std::vector<size_t> order(edges.size());
     std::iota(order.begin(), order.end(), size_t{0});
     if (static_cast<long>(edges.size()) <= target) return order;
-    std::stable_sort(order.begin(), order.end(),
-                     [&](size_t a, size_t b) { return edges[a].mag > edges[b].mag; });
+    // Strongest first, ties in raster order: a stable radix sort on the magnitudes' bits
+    // (non-negative floats order as their bit patterns), two polled passes of 16 bits.
+    {
+        std::vector<std::uint32_t> key(edges.size());
+        for (size_t i = 0; i < edges.size(); ++i) {
+            std::uint32_t b;
+            std::memcpy(&b, &edges[i].mag, sizeof b);
+            key[i] = ~b;  // ascending keys: descending magnitudes
+        }
+        std::vector<size_t> sorted(order.size());
+        for (int shift : {0, 16}) {
+            std::vector<size_t> start((1 << 16) + 1, 0);
+            for (size_t i : order) ++start[((key[i] >> shift) & 0xFFFF) + 1];
+            for (size_t b = 1; b < start.size(); ++b) start[b] += start[b - 1];
+            size_t visited = 0;
+            for (size_t i : order) {
+                if ((++visited & 32767) == 0) xcAttention::check();
+                sorted[start[(key[i] >> shift) & 0xFFFF]++] = i;
+            }
+            order.swap(sorted);
+        }
+    }
     double xmax = 0, ymax = 0;
     for (const RawEdge& e : edges) {
         xmax = std::max(xmax, e.x);
@@ -327,7 +347,9 @@ std::shared_ptr<const xc_GeoModel> xf_GeoTrain(const xcPelBuffer_const<unsigned 
         planes.push_back(lp);
         const double g = xf_GeoGrain(l), off = pad / g;
         std::vector<RawEdge> inside;
+        size_t visited = 0;
         for (RawEdge e : findEdges(lp, model->edgeThreshold)) {
+            if ((++visited & 32767) == 0) xcAttention::check();
             e.x -= off;
             e.y -= off;
             if (e.x >= 0 && e.y >= 0 && e.x * g <= plane.w && e.y * g <= plane.h)
