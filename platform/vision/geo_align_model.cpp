@@ -146,7 +146,14 @@ std::vector<size_t> thin(const std::vector<RawEdge>& edges, long target) {
     for (double d = 1.0;; d *= 1.15) {
         xcAttention::check();
         const long gw = static_cast<long>(xmax / d) + 1, gh = static_cast<long>(ymax / d) + 1;
-        std::vector<long> head(static_cast<size_t>(gw * gh), -1);
+        // The grid of the finest spacing is as large as the level: filled between polls.
+        std::vector<long> head;
+        const size_t cells = static_cast<size_t>(gw * gh);
+        head.reserve(cells);
+        while (head.size() < cells) {
+            xcAttention::check();
+            head.insert(head.end(), std::min<size_t>(cells - head.size(), 1 << 16), -1L);
+        }
         std::vector<long> next;
         kept.clear();
         size_t visited = 0;
