@@ -141,8 +141,8 @@ void rowToGrey(const unsigned char* in, int channels, long width, unsigned char*
 }
 
 // Palette indices to grey; an index beyond the palette is a libpng error of ours.
-void paletteToGrey(PngState* st, const PngHeader* h, const unsigned char* in, long width,
-                   long y, unsigned char* out) {
+void paletteToGrey(PngState* st, const PngHeader* h, const unsigned char* in, long width, long y,
+                   unsigned char* out) {
     for (long x = 0; x < width; ++x) {
         if (in[x] >= h->paletteSize) {
             std::snprintf(st->detail, sizeof st->detail,

@@ -30,10 +30,14 @@ struct xcFuzzTargetInfo {
 };
 
 inline constexpr xcFuzzTargetInfo kFuzzTargets[] = {
-    {xcFuzzTarget::eArchive, "archive"},   {xcFuzzTarget::eImage, "image"},
-    {xcFuzzTarget::eModel, "model"},       {xcFuzzTarget::eAlphabet, "alphabet"},
-    {xcFuzzTarget::eKeySet, "key_set"},    {xcFuzzTarget::eLine, "line"},
-    {xcFuzzTarget::eLineArrangement, "line_arrangement"}, {xcFuzzTarget::eChar, "char"},
+    {xcFuzzTarget::eArchive, "archive"},
+    {xcFuzzTarget::eImage, "image"},
+    {xcFuzzTarget::eModel, "model"},
+    {xcFuzzTarget::eAlphabet, "alphabet"},
+    {xcFuzzTarget::eKeySet, "key_set"},
+    {xcFuzzTarget::eLine, "line"},
+    {xcFuzzTarget::eLineArrangement, "line_arrangement"},
+    {xcFuzzTarget::eChar, "char"},
 };
 
 // Runs one input through the target. Returns normally for good input and for input refused

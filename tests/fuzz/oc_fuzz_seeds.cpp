@@ -51,7 +51,8 @@ Buffer pattern(long w, long h, int seed) {
 void imageSeeds(const fs::path& dir) {
     put(dir / "grey.png", xfEncodePng(pattern(9, 5, 1)));
     put(dir / "grey.pgm", xfEncodePgm(pattern(7, 3, 2)));
-    const std::string pgm16 = std::string("P5\n3 1\n1000\n") + std::string("\x01\xF4\x03\xE8\x00\x02", 6);
+    const std::string pgm16 =
+        std::string("P5\n3 1\n1000\n") + std::string("\x01\xF4\x03\xE8\x00\x02", 6);
     put(dir / "grey16.pgm", Bytes(pgm16.begin(), pgm16.end()));
     const std::string pgm4 = std::string("P5 # c\n2 2\n15\n") + std::string("\x00\x07\x0f\x03", 4);
     put(dir / "grey4.pgm", Bytes(pgm4.begin(), pgm4.end()));
@@ -68,8 +69,10 @@ void imageSeeds(const fs::path& dir) {
     RawPng g16{3, 2, PNG_COLOR_TYPE_GRAY, 16, false, {}, {}, {}};
     for (int i = 0; i < 12; ++i) g16.rows.push_back(static_cast<unsigned char>(i * 20));
     RawPng g1{10, 2, PNG_COLOR_TYPE_GRAY, 1, true, {0b10110000, 0b01000000, 0xFF, 0xC0}, {}, {}};
-    const Variant variants[] = {{"palette.png", pal}, {"rgba_adam7.png", rgba},
-                                {"grey16.png", g16}, {"grey1_adam7.png", g1}};
+    const Variant variants[] = {{"palette.png", pal},
+                                {"rgba_adam7.png", rgba},
+                                {"grey16.png", g16},
+                                {"grey1_adam7.png", g1}};
     for (const Variant& v : variants) {
         const fs::path p = dir / v.name;
         if (!xf_TestWritePng(v.png, p)) std::fprintf(stderr, "cannot write %s\n", v.name);
@@ -89,8 +92,8 @@ ModelHandle normal(long key, long w, long h, int seed, bool withMask) {
 }
 
 ModelHandle blank(long key) {
-    return ModelHandle(new xcOCModel(key, xcPelBuffer_const<unsigned char>(), xcPelRect(0, 0, 6, 10),
-                                     xcOCModel::eBlank, L"space"));
+    return ModelHandle(new xcOCModel(key, xcPelBuffer_const<unsigned char>(),
+                                     xcPelRect(0, 0, 6, 10), xcOCModel::eBlank, L"space"));
 }
 
 }  // namespace
@@ -109,8 +112,8 @@ int main(int argc, char** argv) {
 
     const ModelHandle a = normal(65, 8, 10, 1, false), b = normal(66, 9, 10, 2, true),
                       c = normal(67, 8, 10, 3, false), space = blank(32);
-    for (const auto& [name, m] : {std::pair{"normal", a}, std::pair{"masked", b},
-                                  std::pair{"blank", space}}) {
+    for (const auto& [name, m] :
+         {std::pair{"normal", a}, std::pair{"masked", b}, std::pair{"blank", space}}) {
         xcPtrHandle_const<xcOCModel> h = m;
         put(root / "model" / name, stored(h));
     }
@@ -131,15 +134,15 @@ int main(int argc, char** argv) {
     const std::vector<xcOCKeySet> sets{single, wild, several, xcOCKeySet({32}, 0)};
     xcPtrHandle_const<xcOCLine> line(new xcOCLine(sets, compiled, xc2Rigid({10, 0}, xcRadian(0.01)),
                                                   1.0, 1.5, xcRadian(0.02), 0.03, L"line"));
-    xcPtrHandle_const<xcOCLine> line2(new xcOCLine(std::vector<xcOCKeySet>{xcOCKeySet({65, 32}, 1), wild}, raw,
-                                                   xc2Rigid({9, 1}, xcRadian(0)), 1.2, 0.0,
-                                                   xcRadian(0), 0.0, L"second"));
+    xcPtrHandle_const<xcOCLine> line2(
+        new xcOCLine(std::vector<xcOCKeySet>{xcOCKeySet({65, 32}, 1), wild}, raw,
+                     xc2Rigid({9, 1}, xcRadian(0)), 1.2, 0.0, xcRadian(0), 0.0, L"second"));
     put(root / "line" / "four_positions", stored(line));
     put(root / "line" / "two_positions", stored(line2));
 
-    xcPtrHandle_const<xcOCLineArrangement> arrangement(new xcOCLineArrangement(
-        xcOCLineArrangement::ConstLines{line, line2}, xc2Rigid({0, 20}, xcRadian(0)), 2.0,
-        xcRadian(0.05), L"two lines"));
+    xcPtrHandle_const<xcOCLineArrangement> arrangement(
+        new xcOCLineArrangement(xcOCLineArrangement::ConstLines{line, line2},
+                                xc2Rigid({0, 20}, xcRadian(0)), 2.0, xcRadian(0.05), L"two lines"));
     put(root / "line_arrangement" / "two_lines", stored(arrangement));
 
     xcOCChar ch;
