@@ -10,6 +10,16 @@
 // BM_TimeoutLatenessPaceChange: the loop polls every ~0.5 us until just before the deadline,
 // then slows to ~500 us per check: the worst case of the adaptive clock reads.
 // BM_Check*: one check() per iteration, without a tag, with a far tag, with three nested tags.
+// BM_GeoAlignTimeout/<case>/<ms>: the geometric alignment tool under a time-out of <ms>, where
+// lateness is the time from the deadline to the catch (every time-out must end within 10 ms):
+//   0: a run over a 2000 x 1500 text scene with a wide scale zone (0.25 ... 4, full turn,
+//      accept 0.3, numToFind 1000), the search whose template loop once went unpolled;
+//   1: a run over a 4000 x 3000 text scene with the same zones;
+//   2: training on a 4000 x 3000 text image (auto contrast, every flag).
+// "completed" counts the runs that ended before their deadline (no lateness then).
+//
+//   build/bench/bin/bench_timeout_lateness --benchmark_filter=GeoAlign
+//       --benchmark_repetitions=9 --benchmark_report_aggregates_only=true
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -18,6 +28,11 @@
 #include <vector>
 
 #include "platform/core/attention.h"
+#include "platform/core/timeout.h"
+#include "platform/vision/geo_align_pattern.h"
+#include "tools/synth/font.h"
+#include "tools/synth/glyph_model.h"
+#include "tools/synth/scene.h"
 
 namespace {
 
@@ -156,6 +171,86 @@ void BM_AttachTag(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_AttachTag);
+
+// A grey text scene of width x height pixels: rows of mixed glyphs at several angles and
+// sizes (fixed seed).
+xcPelBuffer<unsigned char> textScene(long width, long height) {
+    const xcSynthFont font(xcSynthFont::locate());
+    xcSynthSceneParams p;
+    p.width = width;
+    p.height = height;
+    p.pixelSize = 30.0;
+    p.blurSigma = 0.7;
+    p.noiseSigma = 4.0;
+    p.seed = 7;
+    for (long y = 60, k = 0; y < height - 40; y += 70, ++k) {
+        xcSynthLineSpec line;
+        line.text = L"AGK4R7eh2JPy 0815 QUALITY LOT";
+        line.start = xcVector<2>(40.0 + (k % 5) * 37.0, static_cast<double>(y));
+        line.angle = (k % 7) - 3.0;
+        line.scale = 0.8 + 0.1 * (k % 5);
+        p.lines.push_back(line);
+    }
+    return xfSynthScene(font, p).image;
+}
+
+void BM_GeoAlignTimeout(benchmark::State& state) {
+    const long kind = state.range(0);
+    static const xcPelBuffer<unsigned char> medium = textScene(2000, 1500);
+    static const xcPelBuffer<unsigned char> large = textScene(4000, 3000);
+    static const xcGeoAlignPattern pattern = [] {
+        const xcSynthFont font(xcSynthFont::locate());
+        xcSynthGlyphParams gp;
+        gp.pixelSize = 30.0;
+        const xcSynthGlyph g = xfSynthGlyphModel(font, U'R', gp);
+        xcPelBuffer_const<unsigned char> img = g.image;
+        img.window(g.cell);
+        xcGeoAlignPattern p;
+        p.train(img, xc_GeoDefs::eTrainAllFlags);
+        return p;
+    }();
+    xcGeoAlignRunParams run;
+    run.acceptThreshold(0.3);
+    run.numToFind(1000);
+    run.zone(xc_GeoDefs::eDofAngle, -180.0, 180.0);
+    run.zone(xc_GeoDefs::eDofScale, 0.25, 4.0);
+    run.zoneEnable(xc_GeoDefs::eZoneAll);
+    std::vector<double> lateMs, unused;
+    long completed = 0;
+    for (auto _ : state) {
+        xcGeoAlignResultSet rs;
+        xcGeoAlignPattern trained;
+        Clock::time_point deadline;
+        try {
+            xcAttentionTag tag;
+            deadline = Clock::now() + std::chrono::milliseconds(state.range(1));
+            tag.attachTimeout(static_cast<double>(state.range(1)) / 1000.0);
+            if (kind == 2)
+                trained.train(large, xc_GeoDefs::eTrainAllFlags);
+            else
+                pattern.run(kind == 0 ? medium : large, run, rs);
+            ++completed;
+        } catch (const xcTimeout::Expired&) {
+            lateMs.push_back(
+                std::chrono::duration<double, std::milli>(Clock::now() - deadline).count());
+            unused.push_back(0);
+        }
+    }
+    if (!lateMs.empty()) reportLateness(state, lateMs, unused);
+    state.counters["completed"] = static_cast<double>(completed);
+}
+BENCHMARK(BM_GeoAlignTimeout)
+    ->Args({0, 50})
+    ->Args({0, 400})
+    ->Args({1, 50})
+    ->Args({1, 400})
+    ->Args({2, 50})
+    ->Args({2, 200})
+    ->Args({2, 600})
+    ->Args({2, 1500})
+    ->Iterations(10)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 }  // namespace
 

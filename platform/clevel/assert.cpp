@@ -5,7 +5,7 @@
 #include "platform/core/char_code.h"
 #include "platform/core/exception.h"
 
-void xstd_assert_(long line, const char* what, std::source_location where) {
+void xstd_assert_(long line, const char* what, xstd_SourceLocation where) {
     std::string text = "Assertion failed at ";
     text += where.file_name();
     text += ':';

@@ -12,10 +12,25 @@
 
 #include <source_location>
 
+// The caller's source file: std::source_location where the standard library offers it; a
+// stand-in built on the same compiler builtin where it does not (clang 14 with libstdc++ 12,
+// the fuzz build).
+#if defined(__cpp_lib_source_location)
+using xstd_SourceLocation = std::source_location;
+#else
+struct xstd_SourceLocation {
+    static constexpr xstd_SourceLocation current(const char* file = __builtin_FILE()) noexcept {
+        return xstd_SourceLocation{file};
+    }
+    constexpr const char* file_name() const noexcept { return m_file; }
+    const char* m_file = "";
+};
+#endif
+
 // Throws xcAssertionFailure naming the caller's file and `line`. `what`, when not null, is
 // appended to the message after ": ".
 [[noreturn]] void xstd_assert_(long line, const char* what = nullptr,
-                               std::source_location where = std::source_location::current());
+                               xstd_SourceLocation where = xstd_SourceLocation::current());
 
 #define XSTD_ASSERT(condition) \
     ((condition) ? static_cast<void>(0) : xstd_assert_(__LINE__, #condition))

@@ -303,8 +303,7 @@ void xcArchive::serializeObject(xcPersistent& obj) {
     // Every persistent object's exchange opens one scope of visited marks, so the scopes
     // count the nesting.
     if (m_scopes.size() >= kMaxNesting)
-        badData(L"persistent objects nested more than " + std::to_wstring(kMaxNesting) +
-                L" deep");
+        badData(L"persistent objects nested more than " + std::to_wstring(kMaxNesting) + L" deep");
     Exchange ex(*this);
     // The object's visited marks live as long as its exchange.
     struct Scope {

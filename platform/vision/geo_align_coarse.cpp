@@ -21,6 +21,9 @@ constexpr long kRun = 32;  // placements scored together
 // character often scores better at this level than the character itself, and must not hide it.
 constexpr long kNearPixels = 1;
 constexpr long kNearAngleSteps = 2;
+// Bounds of the hits a search keeps (16 bytes each): 256 per candidate asked for, within these.
+constexpr long kMinCoarseHits = 1L << 16;
+constexpr long kMaxCoarseHits = 1L << 20;
 
 // table[a][k]: 255 times the agreement of direction a (xcAngle8 steps) with direction k.
 struct AgreementTable {
@@ -45,8 +48,9 @@ const AgreementTable& agreementTable() {
 // Appends the maxima of a template's score map (rows with `live` set hold sums, -1 for the
 // placements ruled out; other rows hold nothing): placements whose sum reaches minSum and beats
 // its eight neighbours (ties go to the first in raster order).
+template <class Sink>
 void mapMaxima(const std::vector<std::int32_t>& sums, const std::vector<char>& live, long w, long h,
-               std::int32_t minSum, long ti, std::vector<xc_GeoHit>& hits) {
+               std::int32_t minSum, long ti, Sink&& add) {
     for (long v = 0; v < h; ++v) {
         if (!live[static_cast<size_t>(v)]) continue;
         const std::int32_t* row = sums.data() + v * w;
@@ -67,10 +71,18 @@ void mapMaxima(const std::vector<std::int32_t>& sums, const std::vector<char>& l
                 for (long x = std::max(0L, u - 1); x <= std::min(w - 1, u + 1) && top; ++x)
                     top = down[x] < s;
             if (top)
-                hits.push_back({s, static_cast<std::int32_t>(u), static_cast<std::int32_t>(v),
-                                static_cast<std::int32_t>(ti)});
+                add(xc_GeoHit{s, static_cast<std::int32_t>(u), static_cast<std::int32_t>(v),
+                              static_cast<std::int32_t>(ti)});
         }
     }
+}
+
+// The order of hits: stronger first, then raster order, then template order.
+bool strongerHit(const xc_GeoHit& a, const xc_GeoHit& b) {
+    if (a.sum != b.sum) return a.sum > b.sum;
+    if (a.v != b.v) return a.v < b.v;
+    if (a.u != b.u) return a.u < b.u;
+    return a.t < b.t;
 }
 
 }  // namespace
@@ -243,42 +255,47 @@ std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
     const long na = static_cast<long>(grid.angles.size());
     const long ns = static_cast<long>(grid.scales.size());
     const long n = static_cast<long>(points.size());
-    const std::int32_t minSum =
+    std::int32_t minSum =
         std::max<std::int32_t>(1, static_cast<std::int32_t>(std::ceil(minScore * 255.0 * n)));
-    std::vector<xc_GeoTemplate> templates;
-    templates.reserve(static_cast<size_t>(na * ns));
-    for (long a = 0; a < na; ++a)
-        for (long s = 0; s < ns; ++s) {
-            templates.push_back(xf_GeoMakeTemplate(points, level,
-                                                   grid.angles[static_cast<size_t>(a)],
-                                                   grid.scales[static_cast<size_t>(s)], resp));
-            templates.back().angleIndex = a;
-            templates.back().scaleIndex = s;
-        }
+    // The strongest hits, at most kMaxCoarseHits, as a heap whose top is the weakest kept; once
+    // it is full, the weakest kept sum becomes the bar (the bounds then rule out more).
+    const std::size_t cap = static_cast<std::size_t>(
+        std::clamp(256 * std::min(maxCandidates, kMaxCoarseHits), kMinCoarseHits, kMaxCoarseHits));
     std::vector<xc_GeoHit> hits;
+    const auto add = [&](const xc_GeoHit& hit) {
+        if (hits.size() == cap) {
+            if (!strongerHit(hit, hits.front())) return;
+            std::pop_heap(hits.begin(), hits.end(), strongerHit);
+            hits.back() = hit;
+        } else {
+            hits.push_back(hit);
+        }
+        std::push_heap(hits.begin(), hits.end(), strongerHit);
+        if (hits.size() == cap) minSum = std::max(minSum, hits.front().sum);
+    };
     const long mw = resp.width(), mh = resp.height();
     std::vector<std::int32_t> sums(static_cast<size_t>(mw * mh));
     std::vector<char> live(static_cast<size_t>(mh));
-    for (long ti = 0; ti < static_cast<long>(templates.size()); ++ti) {
+    // Templates are made as they are used, one at a time: a run's memory does not grow with
+    // the grid, and every template's making and scan are polled.
+    for (long ti = 0; ti < na * ns; ++ti) {
+        xcAttention::check();
+        const xc_GeoTemplate t =
+            xf_GeoMakeTemplate(points, level, grid.angles[static_cast<size_t>(ti / ns)],
+                               grid.scales[static_cast<size_t>(ti % ns)], resp);
         bool any = false;
         for (long v = 0; v < mh; ++v) {
             xcAttention::check();
-            const bool row = xf_GeoScanRow(resp, templates[static_cast<size_t>(ti)], v, minSum,
-                                           sums.data() + v * mw);
+            const bool row = xf_GeoScanRow(resp, t, v, minSum, sums.data() + v * mw);
             live[static_cast<size_t>(v)] = row;
             any |= row;
         }
-        if (any) mapMaxima(sums, live, mw, mh, minSum, ti, hits);
+        if (any) mapMaxima(sums, live, mw, mh, minSum, ti, add);
     }
 
     // Strongest first; a hit within kNearPixels pixels and kNearAngleSteps angle steps (one scale
     // step) of a kept one is dropped.
-    std::sort(hits.begin(), hits.end(), [](const xc_GeoHit& a, const xc_GeoHit& b) {
-        if (a.sum != b.sum) return a.sum > b.sum;
-        if (a.v != b.v) return a.v < b.v;
-        if (a.u != b.u) return a.u < b.u;
-        return a.t < b.t;
-    });
+    std::sort(hits.begin(), hits.end(), strongerHit);
     const long w = resp.width(), h = resp.height();
     std::vector<std::int32_t> head(static_cast<size_t>(w * h), -1);
     std::vector<std::int32_t> next;
@@ -287,7 +304,7 @@ std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
     const double g = xf_GeoGrain(level);
     for (const xc_GeoHit& hit : hits) {
         if (static_cast<long>(out.size()) >= maxCandidates) break;
-        const xc_GeoTemplate& th = templates[static_cast<size_t>(hit.t)];
+        const long hitAngle = hit.t / ns, hitScale = hit.t % ns;
         bool near = false;
         for (long y = std::max(0L, hit.v - kNearPixels);
              y <= std::min(h - 1, hit.v + kNearPixels) && !near; ++y)
@@ -295,11 +312,10 @@ std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
                  x <= std::min(w - 1, hit.u + kNearPixels) && !near; ++x)
                 for (std::int32_t k = head[static_cast<size_t>(y * w + x)]; k >= 0;
                      k = next[static_cast<size_t>(k)]) {
-                    const xc_GeoTemplate& tk =
-                        templates[static_cast<size_t>(kept[static_cast<size_t>(k)]->t)];
-                    long da = std::labs(tk.angleIndex - th.angleIndex);
+                    const long kt = kept[static_cast<size_t>(k)]->t;
+                    long da = std::labs(kt / ns - hitAngle);
                     if (grid.angleCircular) da = std::min(da, na - da);
-                    if (da <= kNearAngleSteps && std::labs(tk.scaleIndex - th.scaleIndex) <= 1) {
+                    if (da <= kNearAngleSteps && std::labs(kt % ns - hitScale) <= 1) {
                         near = true;
                         break;
                     }
@@ -312,8 +328,8 @@ std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
         xc_GeoCandidate c;
         c.pose.x = g * (hit.u + 0.5);
         c.pose.y = g * (hit.v + 0.5);
-        c.pose.angle = grid.angles[static_cast<size_t>(th.angleIndex)];
-        c.pose.scale = grid.scales[static_cast<size_t>(th.scaleIndex)];
+        c.pose.angle = grid.angles[static_cast<size_t>(hitAngle)];
+        c.pose.scale = grid.scales[static_cast<size_t>(hitScale)];
         c.score = hit.sum / (255.0 * n);
         out.push_back(c);
     }

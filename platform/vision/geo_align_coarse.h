@@ -104,7 +104,12 @@ struct xc_GeoCoarseGrid {
 // returns the best maxima whose score reaches minScore (a fraction), at most maxCandidates of
 // them, best first. A hit is a maximum of its template's score map over the 3 x 3 placements
 // around it; a hit is dropped when a better one lies within one pixel and two angle steps and
-// one scale step.
+// one scale step. Templates are made one at a time as the search reaches them, and the search
+// keeps only the strongest hits (256 per candidate asked for, at least 2^16 and at most 2^20
+// of them, 16 bytes each), so its memory is the response planes, one score map of the level
+// and that pool, whatever the grid's size; only when more hits than the pool holds are dropped
+// as near a better one can a candidate be missed. Polls xcAttention::check() before making
+// each template and before each row of placements (well under a millisecond of work apart).
 std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
                                                 const std::vector<xc_GeoPoint>& points, int level,
                                                 const xc_GeoCoarseGrid& grid, double minScore,

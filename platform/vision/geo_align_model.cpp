@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <memory>
 #include <numeric>
 #include <string>
 
@@ -30,16 +32,37 @@ struct RawEdge {
     float mag = 0;
 };
 
-// Sobel magnitudes of a whole plane, grey levels per pixel.
-void magnitudes(const xc_GeoPlane& plane, std::vector<std::int16_t>& gx,
-                std::vector<std::int16_t>& gy, std::vector<float>& mag) {
-    const size_t n = static_cast<size_t>(plane.w * plane.h);
-    gx.resize(n);
-    gy.resize(n);
-    mag.resize(n);
-    xf_GeoSobel(plane, nullptr, 0, 0, plane.w, plane.h, gx.data(), gy.data(), plane.w);
-    for (size_t i = 0; i < n; ++i)
-        mag[i] = std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i])) * 0.125f;
+// Rows between attention polls: about 2^15 pixels of work (well under a millisecond).
+long pollRows(long w) { return std::max(1L, 32768L / std::max(1L, w)); }
+
+// Sobel gradients and magnitudes (grey levels per pixel) of a whole plane, row-major. The
+// arrays are not zero-filled: their pages are first touched band by band, between polls, so
+// that a large plane costs no unpolled time up front.
+struct Gradients {
+    std::unique_ptr<std::int16_t[]> gx, gy;
+    std::unique_ptr<float[]> mag;
+    size_t size = 0;
+};
+
+Gradients magnitudes(const xc_GeoPlane& plane) {
+    Gradients g;
+    g.size = static_cast<size_t>(plane.w * plane.h);
+    g.gx.reset(new std::int16_t[g.size]);
+    g.gy.reset(new std::int16_t[g.size]);
+    g.mag.reset(new float[g.size]);
+    const long band = pollRows(plane.w);
+    for (long y0 = 0; y0 < plane.h; y0 += band) {
+        xcAttention::check();
+        const long rows = std::min(band, plane.h - y0);
+        const size_t first = static_cast<size_t>(y0 * plane.w);
+        std::int16_t* gx = g.gx.get();
+        std::int16_t* gy = g.gy.get();
+        xf_GeoSobel(plane, nullptr, 0, y0, plane.w, rows, gx + first, gy + first, plane.w);
+        const size_t end = first + static_cast<size_t>(rows * plane.w);
+        for (size_t i = first; i < end; ++i)
+            g.mag[i] = std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i])) * 0.125f;
+    }
+    return g;
 }
 
 // The edge points of a plane: maxima of the magnitude across the edge, at or above `thr`,
@@ -48,11 +71,14 @@ std::vector<RawEdge> findEdges(const xc_GeoPlane& plane, double thr) {
     std::vector<RawEdge> out;
     const long w = plane.w, h = plane.h;
     if (w < 3 || h < 3) return out;
-    std::vector<std::int16_t> gx, gy;
-    std::vector<float> mag;
-    magnitudes(plane, gx, gy, mag);
+    const Gradients grad = magnitudes(plane);
+    const std::int16_t* gx = grad.gx.get();
+    const std::int16_t* gy = grad.gy.get();
+    const float* mag = grad.mag.get();
     const float t = static_cast<float>(thr);
+    const long polls = pollRows(w);
     for (long y = 1; y + 1 < h; ++y) {
+        if (y % polls == 0) xcAttention::check();
         for (long x = 1; x + 1 < w; ++x) {
             const size_t i = static_cast<size_t>(y * w + x);
             const float m = mag[i];
@@ -89,8 +115,28 @@ std::vector<size_t> thin(const std::vector<RawEdge>& edges, long target) {
     std::vector<size_t> order(edges.size());
     std::iota(order.begin(), order.end(), size_t{0});
     if (static_cast<long>(edges.size()) <= target) return order;
-    std::stable_sort(order.begin(), order.end(),
-                     [&](size_t a, size_t b) { return edges[a].mag > edges[b].mag; });
+    // Strongest first, ties in raster order: a stable radix sort on the magnitudes' bits
+    // (non-negative floats order as their bit patterns), two polled passes of 16 bits.
+    {
+        std::vector<std::uint32_t> key(edges.size());
+        for (size_t i = 0; i < edges.size(); ++i) {
+            std::uint32_t b;
+            std::memcpy(&b, &edges[i].mag, sizeof b);
+            key[i] = ~b;  // ascending keys: descending magnitudes
+        }
+        std::vector<size_t> sorted(order.size());
+        for (int shift : {0, 16}) {
+            std::vector<size_t> start((1 << 16) + 1, 0);
+            for (size_t i : order) ++start[((key[i] >> shift) & 0xFFFF) + 1];
+            for (size_t b = 1; b < start.size(); ++b) start[b] += start[b - 1];
+            size_t visited = 0;
+            for (size_t i : order) {
+                if ((++visited & 32767) == 0) xcAttention::check();
+                sorted[start[(key[i] >> shift) & 0xFFFF]++] = i;
+            }
+            order.swap(sorted);
+        }
+    }
     double xmax = 0, ymax = 0;
     for (const RawEdge& e : edges) {
         xmax = std::max(xmax, e.x);
@@ -98,11 +144,21 @@ std::vector<size_t> thin(const std::vector<RawEdge>& edges, long target) {
     }
     std::vector<size_t> kept;
     for (double d = 1.0;; d *= 1.15) {
+        xcAttention::check();
         const long gw = static_cast<long>(xmax / d) + 1, gh = static_cast<long>(ymax / d) + 1;
-        std::vector<long> head(static_cast<size_t>(gw * gh), -1);
+        // The grid of the finest spacing is as large as the level: filled between polls.
+        std::vector<long> head;
+        const size_t cells = static_cast<size_t>(gw * gh);
+        head.reserve(cells);
+        while (head.size() < cells) {
+            xcAttention::check();
+            head.insert(head.end(), std::min<size_t>(cells - head.size(), 1 << 16), -1L);
+        }
         std::vector<long> next;
         kept.clear();
+        size_t visited = 0;
         for (size_t i : order) {
+            if ((++visited & 4095) == 0) xcAttention::check();
             const RawEdge& e = edges[i];
             const long cx = static_cast<long>(e.x / d), cy = static_cast<long>(e.y / d);
             bool near = false;
@@ -155,17 +211,39 @@ double radiusOf(const std::vector<RawEdge>& edges, int level, const xcVector<2>&
     return std::sqrt(r2);
 }
 
+// The 90th percentile of the magnitudes that reach the training contrast, times
+// kAutoContrastFraction (at least the training contrast). The percentile is selected exactly
+// in two polled passes: a histogram of the values' high 16 bits (non-negative floats order as
+// their bit patterns), then the values of the one bin that holds it.
 double autoThreshold(const xc_GeoPlane& plane) {
-    std::vector<std::int16_t> gx, gy;
-    std::vector<float> mag;
-    magnitudes(plane, gx, gy, mag);
-    std::vector<float> strong;
-    for (float m : mag)
-        if (m >= xc_GeoDefs::kTrainContrast) strong.push_back(m);
-    if (strong.empty()) return xc_GeoDefs::kTrainContrast;
-    const size_t k = strong.size() * 9 / 10;
-    std::nth_element(strong.begin(), strong.begin() + static_cast<long>(k), strong.end());
-    return std::max(xc_GeoDefs::kTrainContrast, kAutoContrastFraction * strong[k]);
+    const Gradients grad = magnitudes(plane);
+    const float* mag = grad.mag.get();
+    const auto bits = [](float m) {
+        std::uint32_t b;
+        std::memcpy(&b, &m, sizeof b);
+        return b;
+    };
+    const float floor = static_cast<float>(xc_GeoDefs::kTrainContrast);
+    std::vector<std::size_t> histogram(1 << 16, 0);
+    std::size_t strong = 0;
+    for (std::size_t i = 0; i < grad.size; ++i) {
+        if ((i & 32767) == 0) xcAttention::check();
+        if (mag[i] >= floor) {
+            ++histogram[bits(mag[i]) >> 16];
+            ++strong;
+        }
+    }
+    if (strong == 0) return xc_GeoDefs::kTrainContrast;
+    std::size_t k = strong * 9 / 10, bin = 0;
+    while (k >= histogram[bin]) k -= histogram[bin++];
+    std::vector<float> inBin;
+    inBin.reserve(histogram[bin]);
+    for (std::size_t i = 0; i < grad.size; ++i) {
+        if ((i & 32767) == 0) xcAttention::check();
+        if (mag[i] >= floor && (bits(mag[i]) >> 16) == bin) inBin.push_back(mag[i]);
+    }
+    std::nth_element(inBin.begin(), inBin.begin() + static_cast<long>(k), inBin.end());
+    return std::max(xc_GeoDefs::kTrainContrast, kAutoContrastFraction * inBin[k]);
 }
 
 // The plane padded by `pad` pixels on every side, replicating its border pixels.
@@ -174,9 +252,14 @@ xc_GeoPlane padPlane(const xc_GeoPlane& src, long pad, std::vector<unsigned char
     out.w = src.w + 2 * pad;
     out.h = src.h + 2 * pad;
     out.stride = out.w;
-    store.resize(static_cast<size_t>(out.w * out.h));
+    // Reserved, then grown a row at a time: the pages are touched between polls.
+    store.clear();
+    store.reserve(static_cast<size_t>(out.w * out.h));
+    const long polls = pollRows(out.w);
     for (long y = 0; y < out.h; ++y) {
+        if (y % polls == 0) xcAttention::check();
         const unsigned char* s = src.row(std::clamp(y - pad, 0L, src.h - 1));
+        store.resize(store.size() + static_cast<size_t>(out.w));
         unsigned char* d = store.data() + y * out.w;
         std::fill(d, d + pad, s[0]);
         std::copy(s, s + src.w, d + pad);
@@ -271,7 +354,9 @@ std::shared_ptr<const xc_GeoModel> xf_GeoTrain(const xcPelBuffer_const<unsigned 
         planes.push_back(lp);
         const double g = xf_GeoGrain(l), off = pad / g;
         std::vector<RawEdge> inside;
+        size_t visited = 0;
         for (RawEdge e : findEdges(lp, model->edgeThreshold)) {
+            if ((++visited & 32767) == 0) xcAttention::check();
             e.x -= off;
             e.y -= off;
             if (e.x >= 0 && e.y >= 0 && e.x * g <= plane.w && e.y * g <= plane.h)

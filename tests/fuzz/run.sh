@@ -1,20 +1,32 @@
 #!/usr/bin/env bash
-# Builds the archive fuzzer (fuzz preset, clang) and runs it for SECONDS seconds (default 60)
-# on the corpus build/fuzz/corpus/archive, seeded with valid archives. Crashes, leaks and
-# over-limit allocations stop the run and leave their input under build/fuzz/artifacts/.
-# Usage: tests/fuzz/run.sh [SECONDS] [extra libFuzzer options...]
+# Builds the fuzz targets (fuzz preset, clang) and runs one of them for SECONDS seconds
+# (default 60) on its working corpus build/fuzz/corpus/<target>, seeded with valid inputs and
+# with the checked-in regression corpus tests/fuzz/corpus/<target>. Crashes, leaks, time-outs
+# and over-limit allocations stop the run and leave their input under build/fuzz/artifacts/;
+# such an input belongs in tests/fuzz/corpus/<target>/ once its defect is fixed.
+# Usage: tests/fuzz/run.sh [TARGET] [SECONDS] [extra libFuzzer options...]
+#   TARGET: archive (default), image, model, alphabet, key_set, line, line_arrangement, char
 set -euo pipefail
 cd "$(dirname "$0")/../.."
-seconds="${1:-60}"
-shift || true
+target="${1:-archive}"
+seconds="${2:-60}"
+shift $(( $# < 2 ? $# : 2 ))
 cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz --target archive_fuzz archive_fuzz_seeds
-corpus=build/fuzz/corpus/archive
-artifacts=build/fuzz/artifacts/
-mkdir -p "$corpus" "$artifacts"
-build/fuzz/bin/archive_fuzz_seeds "$corpus"
+cmake --build --preset fuzz --target "oc_fuzz_$target" archive_fuzz_seeds oc_fuzz_seeds
+corpus="build/fuzz/corpus/$target"
+artifacts="build/fuzz/artifacts/$target/"
+mkdir -p "$corpus" "$artifacts" build/fuzz/seeds
+if [ "$target" = archive ]; then
+  build/fuzz/bin/archive_fuzz_seeds "$corpus"
+else
+  build/fuzz/bin/oc_fuzz_seeds build/fuzz/seeds
+  cp -n build/fuzz/seeds/"$target"/* "$corpus"/
+fi
+cp -n tests/fuzz/corpus/"$target"/* "$corpus"/ 2>/dev/null || true
+# Inputs up to 16 KiB: enough for the archive reader's nesting limit (128 objects of about
+# 100 bytes each) and for images of a few thousand pixels.
 export ASAN_OPTIONS="detect_leaks=1:allocator_may_return_null=0:${ASAN_OPTIONS:-}"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1:${UBSAN_OPTIONS:-}"
-exec build/fuzz/bin/archive_fuzz "$corpus" -max_total_time="$seconds" -rss_limit_mb=2048 \
-    -malloc_limit_mb=512 -max_len=4096 -timeout=10 -print_final_stats=1 \
+exec "build/fuzz/bin/oc_fuzz_$target" "$corpus" -max_total_time="$seconds" -rss_limit_mb=2048 \
+    -malloc_limit_mb=512 -max_len=16384 -timeout=10 -print_final_stats=1 \
     -artifact_prefix="$artifacts" "$@"
