@@ -67,6 +67,7 @@ int xfRunBatch(const xcArrangeCliOptions& o, const xcOCAlphabet& alphabet) {
     std::mutex m;
     std::condition_variable cv;
     long finished = 0, written = 0;
+    long allMatched = 0, failed = 0, errors = 0;
     const auto t0 = std::chrono::steady_clock::now();
     const bool terminal = isatty(STDERR_FILENO) && !o.quiet;
 
@@ -87,8 +88,12 @@ int xfRunBatch(const xcArrangeCliOptions& o, const xcOCAlphabet& alphabet) {
             done[std::size_t(i)] = 1;
             ++finished;
             while (written < n && done[std::size_t(written)]) {
-                json.line(xfArrangeJson(runs[std::size_t(written)]));
-                runs[std::size_t(written)].results = xcOCArrangeResults();  // keep memory flat
+                xcArrangeRun& w = runs[std::size_t(written)];
+                json.line(xfArrangeJson(w));
+                if (!w.error.empty()) ++errors;
+                else if (w.allMatched()) ++allMatched;
+                else ++failed;
+                w = xcArrangeRun();  // written: keep memory flat
                 ++written;
             }
             if (terminal) {
@@ -105,12 +110,6 @@ int xfRunBatch(const xcArrangeCliOptions& o, const xcOCAlphabet& alphabet) {
     for (auto& t : threads) t.join();
     json.commit();
 
-    long allMatched = 0, failed = 0, errors = 0;
-    for (const auto& r : runs) {
-        if (!r.error.empty()) ++errors;
-        else if (r.allMatched()) ++allMatched;
-        else ++failed;
-    }
     const double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
     if (terminal) std::fprintf(stderr, "\n");

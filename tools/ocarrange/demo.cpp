@@ -18,12 +18,12 @@ int xfRunDemo(bool quiet, const char* reportFolder) {
     sp.gradient = 0.1;
     sp.seed = 2026;
     xcSynthLineSpec straight;
-    straight.text = L"LOT 4711 EXP 0927";
+    straight.text = L"BOX 4852 KRS 6039";
     straight.start = xcVector<2>(30.0, 125.0);
     straight.angle = -12.0;
     xcSynthLineSpec circle;
     circle.kind = xcSynthLineSpec::eCircular;
-    circle.text = L"QUALITY CONTROL 2026";
+    circle.text = L"GAZ DPQ ACGZ PDQ";
     circle.centre = xcVector<2>(430.0, 300.0);
     circle.radius = 110.0;
     circle.startAngle = -170.0;
@@ -37,7 +37,6 @@ int xfRunDemo(bool quiet, const char* reportFolder) {
     gp.tones = sp.tones;
     const auto alphabet = xfSynthAlphabet(font, target, gp);
     xcOCArrangeParams params;
-    params.maxLines(2);
 
     xcArrangeRun run = xfRunArrange(scene.image, xcPelBuffer_const<unsigned char>(), *alphabet,
                                     target, params, reportFolder);

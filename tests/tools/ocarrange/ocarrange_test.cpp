@@ -54,7 +54,7 @@ protected:
         fs::remove_all(dir_);
         fs::create_directories(dir_ / "batch");
         const xcSynthFont font(xcSynthFont::locate("DejaVuSansMono.ttf"));
-        // Scene k: "LOT 4711" at angle 20 k degrees; scene 1 misses its '7' (index 5).
+        // Scene k: "BOX 4852" at angle 20 k degrees; scene 1 misses its '8' (index 5).
         for (int k = 0; k < 3; ++k) {
             xcSynthSceneParams sp;
             sp.pixelSize = 28.0;
@@ -63,7 +63,7 @@ protected:
             sp.noiseSigma = 4.0;
             sp.seed = 5 + static_cast<std::uint64_t>(k);
             xcSynthLineSpec l;
-            l.text = L"LOT 4711";
+            l.text = L"BOX 4852";
             l.start = xcVector<2>(200.0, 240.0);
             l.angle = 20.0 * k;
             sp.lines.push_back(l);
@@ -87,30 +87,30 @@ fs::path Programs::dir_;
 
 TEST_F(Programs, SceneWithItsFontIsAllMatched) {
     const fs::path json = dir_ / "one.json";
-    const Result r = run(arrange(scene(0) + " --font DejaVuSansMono.ttf --size 28 --target 'LOT 4711' --json " + json.string()));
+    const Result r = run(arrange(scene(0) + " --font DejaVuSansMono.ttf --size 28 --target 'BOX 4852' --json " + json.string()));
     EXPECT_EQ(r.code, 0) << r.out;
     EXPECT_NE(r.out.find("PASS  7 of 7 characters matched, 1 space"), std::string::npos) << r.out;  // the space is blank
     const std::string j = slurp(json);
     EXPECT_EQ(count(j, "\"status\":\"matched\""), 7) << j;
-    EXPECT_NE(j.find("\"target\":\"LOT 4711\""), std::string::npos);
-    EXPECT_NE(j.find("\"index\":7,\"char\":\"1\",\"key\":49"), std::string::npos) << j;
+    EXPECT_NE(j.find("\"target\":\"BOX 4852\""), std::string::npos);
+    EXPECT_NE(j.find("\"index\":7,\"char\":\"2\",\"key\":50"), std::string::npos) << j;
 }
 
 TEST_F(Programs, MissingCharacterFailsAndIsInferred) {
-    const Result r = run(arrange(scene(1) + " --font DejaVuSansMono.ttf --size 28 --target 'LOT 4711' --json -"));
+    const Result r = run(arrange(scene(1) + " --font DejaVuSansMono.ttf --size 28 --target 'BOX 4852' --json -"));
     EXPECT_EQ(r.code, 1) << r.out;
-    EXPECT_NE(r.out.find("\"index\":5,\"char\":\"7\",\"key\":55,\"status\":\"inferred\""),
+    EXPECT_NE(r.out.find("\"index\":5,\"char\":\"8\",\"key\":56,\"status\":\"inferred\""),
               std::string::npos) << r.out;
 }
 
 TEST_F(Programs, AlphabetFileFromOcfontWorksLikeTheFont) {
     const fs::path alphabet = dir_ / "mono28.ocf";
-    const Result made = run(std::string(OCFONT_BIN) + " make DejaVuSansMono.ttf --size 28 --chars 'LOT 4711' --no-compile --out " + alphabet.string());
+    const Result made = run(std::string(OCFONT_BIN) + " make DejaVuSansMono.ttf --size 28 --chars 'BOX 4852' --no-compile --out " + alphabet.string());
     ASSERT_EQ(made.code, 0) << made.out;
     const Result shown = run(std::string(OCFONT_BIN) + " show " + alphabet.string());
     EXPECT_EQ(shown.code, 0);
-    EXPECT_NE(shown.out.find("6 characters"), std::string::npos) << shown.out;
-    const Result r = run(arrange(scene(2) + " --font " + alphabet.string() + " --target 'LOT 4711' --quiet"));
+    EXPECT_NE(shown.out.find("8 characters"), std::string::npos) << shown.out;
+    const Result r = run(arrange(scene(2) + " --font " + alphabet.string() + " --target 'BOX 4852' --quiet"));
     EXPECT_EQ(r.code, 0) << r.out;
 }
 
@@ -121,16 +121,16 @@ TEST_F(Programs, UsageAndInputErrorsExitTwoAndWriteNothing) {
         std::string args, message;
     };
     const Case cases[] = {
-        {scene(0) + font + " --target 'LOT 4711' --bogus 1", "unknown option --bogus"},
+        {scene(0) + font + " --target 'BOX 4852' --bogus 1", "unknown option --bogus"},
         {scene(0) + font, "--target is missing"},
         {scene(0) + " --target 'LOT' --font DejaVuSansMono.ttf", "needs --size"},
         {scene(0) + " --target 'LOT' --font /nonexistent.ttf --size 28", "no such file"},
         {scene(0) + " --target 'LOT' --font " + scene(1) + " --size 28", "neither an alphabet file"},
         {(dir_ / "nothere.png").string() + font + " --target 'LOT'", "cannot read the image"},
-        {scene(0) + font + " --target 'LOT\xC3\x9F'", "has no character"},
+        {scene(0) + font + " --target 'LOT\xE4\xB8\xAD'", "has no character"},
         {scene(0) + font + " --target 'LOT' --min-score 2", "--min-score: Invalid min match score"},
         {scene(0) + font + " --target 'LOT' --scale-range 1.2", "LOW:HIGH"},
-        {scene(0) + font + " --target 'LOT' --line-type wavy", "straight, circular"},
+        {scene(0) + font + " --target 'LOT' --line-type wavy", "any, circular, straight"},
         {scene(0) + font + " --target 'LOT' --mask " + (dir_ / "nothere.png").string(), "cannot read the mask"},
     };
     for (const Case& c : cases) {
@@ -144,7 +144,7 @@ TEST_F(Programs, UsageAndInputErrorsExitTwoAndWriteNothing) {
 }
 
 TEST_F(Programs, BatchWritesOneLineperImageInInputOrder) {
-    const Result b = run(arrange("--batch " + (dir_ / "batch").string() + " --font DejaVuSansMono.ttf --size 28 --target 'LOT 4711' --jobs 2 --json -"));
+    const Result b = run(arrange("--batch " + (dir_ / "batch").string() + " --font DejaVuSansMono.ttf --size 28 --target 'BOX 4852' --jobs 2 --json -"));
     EXPECT_EQ(b.code, 1) << b.out;  // scene 1 misses a character
     std::istringstream lines(b.out);
     std::vector<std::string> json;
@@ -156,7 +156,7 @@ TEST_F(Programs, BatchWritesOneLineperImageInInputOrder) {
         SCOPED_TRACE(k);
         EXPECT_NE(json[std::size_t(k)].find("scene" + std::to_string(k) + ".png"), std::string::npos);
         // The same positions and statuses as a single run (times differ).
-        const Result single = run(arrange(scene(k) + " --font DejaVuSansMono.ttf --size 28 --target 'LOT 4711' --quiet --json -"));
+        const Result single = run(arrange(scene(k) + " --font DejaVuSansMono.ttf --size 28 --target 'BOX 4852' --quiet --json -"));
         auto positions = [](const std::string& s) { return s.substr(s.find("\"positions\"")); };
         std::string one;
         std::istringstream sl(single.out);
