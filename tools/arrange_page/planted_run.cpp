@@ -172,7 +172,7 @@ xcPlantedRun xfPlantedRun(const xcPlantedRunOptions& options, xcDiagObject* diag
     for (long l = 0; l < numLines; ++l) {
         const long s = bestPath.lineStart(l);
         const long e = l + 1 < numLines ? bestPath.lineStart(l + 1) : bestPath.size();
-        const xcSynthLineSpec& spec = sp.lines[static_cast<std::size_t>(l)];
+        const xcSynthLineSpec& lineSpec = sp.lines[static_cast<std::size_t>(l)];
         double angleSum = 0.0, scaleSum = 0.0;
         long matched = 0;
         for (long i = s; i < e; ++i) {
@@ -183,19 +183,19 @@ xcPlantedRun xfPlantedRun(const xcPlantedRunOptions& options, xcDiagObject* diag
         }
         cost.lineAngles.push_back(xcRadian(xcDegree(matched ? angleSum / matched : 0.0)));
         cost.lineScales.push_back(matched ? scaleSum / matched : 1.0);
-        if (spec.kind == xcSynthLineSpec::eStraight) {
+        if (lineSpec.kind == xcSynthLineSpec::eStraight) {
             cost.lineTypes.push_back(xcOCArrangeDefs::eStraight);
             cost.lineSegments.push_back(
                 xcLineSeg(truth[s].nominal.position, truth[e - 1].nominal.position));
         } else {
             cost.lineTypes.push_back(xcOCArrangeDefs::eCircular);
-            const xcVector<2> a = truth[s].nominal.position - spec.centre;
-            const xcVector<2> b = truth[e - 1].nominal.position - spec.centre;
+            const xcVector<2> a = truth[s].nominal.position - lineSpec.centre;
+            const xcVector<2> b = truth[e - 1].nominal.position - lineSpec.centre;
             const double a0 = std::atan2(a.y(), a.x());
             double span = std::atan2(b.y(), b.x()) - a0;
-            if (spec.clockwise && span < 0) span += 2 * std::numbers::pi;
-            if (!spec.clockwise && span > 0) span -= 2 * std::numbers::pi;
-            cost.lineArcs.push_back(xcEllipseArc2(xcEllipse2(xcCircle(spec.centre, spec.radius)),
+            if (lineSpec.clockwise && span < 0) span += 2 * std::numbers::pi;
+            if (!lineSpec.clockwise && span > 0) span -= 2 * std::numbers::pi;
+            cost.lineArcs.push_back(xcEllipseArc2(xcEllipse2(xcCircle(lineSpec.centre, lineSpec.radius)),
                                                   xcRadian(a0), xcRadian(span)));
         }
     }
