@@ -4,8 +4,8 @@
 //   ocarrange_page --out=DIR [--layout=straight|circular] [--font=DejaVuSans.ttf] [--size=32]
 //                  [--seed=7] [--flags=0x70000] [--screenshot=FILE.png] [--window=1280x900]
 //
-// The page is DIR/index.html (open it in any browser). The run is planted from the scene's
-// ground truth (tools/arrange_page/planted_run.h).
+// The page is DIR/index.html (open it in any browser). The run is the arranger's own on the
+// rendered scene (tools/arrange_page/scene_run.h).
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -15,7 +15,7 @@
 #include "platform/core/char_code.h"
 #include "platform/core/exception.h"
 #include "tools/arrange_page/browser.h"
-#include "tools/arrange_page/planted_run.h"
+#include "tools/arrange_page/scene_run.h"
 
 namespace {
 
@@ -46,7 +46,7 @@ double number(const std::string& text, const char* name) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    xcPlantedRunOptions options;
+    xcSceneRunOptions options;
     std::string out, shot, value;
     unsigned long flags = 0x70000;
     long width = 1280, height = 900;
@@ -59,9 +59,9 @@ int main(int argc, char** argv) {
             out = value;
         } else if (option(arg, "layout", value)) {
             if (value == "straight") {
-                options.layout = xcPlantedRunOptions::eStraight;
+                options.layout = xcSceneRunOptions::eStraight;
             } else if (value == "circular") {
-                options.layout = xcPlantedRunOptions::eCircular;
+                options.layout = xcSceneRunOptions::eCircular;
             } else {
                 fail("--layout must be straight or circular");
             }
@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
     if (out.empty()) fail("--out is required");
     try {
         xcDiagObject diag;
-        const xcPlantedRun run = xfPlantedRun(options, &diag, flags);
+        const xcSceneRun run = xfSceneRun(options, &diag, flags);
         const auto index =
             xf_WriteArrangeReport(diag, out, run.keys, *run.alphabet, run.results, run.seconds);
         std::cout << "page: " << index.string() << "\n";

@@ -1,30 +1,25 @@
-// A demonstration run of the arranger's diagnostics on an ocsynth scene: the records and the
-// report page of an arrangement planted from the scene's ground truth.
+// A demonstration run of the arranger on an ocsynth scene, with its records: what the report
+// page of a real run shows.
 //
 // The scene (straight: two lines of text; circular: one line on a circle) is rendered with
 // light noise, jitter and one missing character. The alphabet holds the distinct characters of
-// the text (keys are code points, names the characters, a space is blank). The planted
-// arrangement puts every drawn character at its true pose (eMatched, with a score that falls
-// off with the character's jitter), every missing character and space inside a line where the
-// line's layout puts it (eInferred), one line per text line with its true straight segment or
-// circular arc; the records are made by the same calls, in the same order, as the arranger's
-// own (input, intermediate image, "Build arrangement", output).
+// the text, rendered from the same font (keys are code points, names the characters, a space
+// is blank), and the arranger is called on the scene with the whole text as its target, the
+// layout's line type and the records asked for by `flags`.
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "oc/arrange/arrange_params.h"
-#include "oc/arrange/arrange_records.h"
 #include "oc/arrange/arrange_results.h"
 #include "oc/font/alphabet.h"
 #include "platform/core/rigid.h"
 #include "platform/diag/diag_object.h"
 #include "tools/synth/scene.h"
 
-struct xcPlantedRunOptions {
+struct xcSceneRunOptions {
     enum Layout { eStraight, eCircular };
     Layout layout = eStraight;
     std::string font = "DejaVuSans.ttf";  // a file name or path (xcSynthFont::locate)
@@ -36,19 +31,19 @@ struct xcPlantedRunOptions {
     xc2Rigid clientFromImage;
 };
 
-struct xcPlantedRun {
+struct xcSceneRun {
     xcSynthScene scene;
     xcPtrHandle_const<xcOCAlphabet> alphabet;
     std::vector<long> keys;
     xcOCArrangeParams params;
     xcOCArrangeResults results;
-    double seconds = 0.0;  // time spent building the arrangement and its records
+    double seconds = 0.0;  // time spent in the arranger
     // The cell of every position in the image's client frame (upper-left, upper-right,
     // lower-right, lower-left corners), from the ground truth.
     std::vector<std::vector<xcVector<2>>> cells;
 };
 
-// Renders the scene and records the planted run into diag (may be null) with `flags`.
-// Throws xcBadArgument or xcIOError from ocsynth (missing font).
-xcPlantedRun xfPlantedRun(const xcPlantedRunOptions& options, xcDiagObject* diag,
-                          unsigned long flags);
+// Renders the scene and arranges it, recording into diag (may be null) with `flags`.
+// Throws xcBadArgument or xcIOError from ocsynth (missing font, a character the font lacks)
+// and whatever the arranger throws.
+xcSceneRun xfSceneRun(const xcSceneRunOptions& options, xcDiagObject* diag, unsigned long flags);
