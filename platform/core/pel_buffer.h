@@ -77,6 +77,7 @@ protected:
         if (!m_root) throw xcPel::UnboundWindow(L"Pel buffer is unbound");
     }
     unsigned char* address_(long x, long y) const {
+        checkBound_();
         return m_root->data + (y - m_root->extent.y()) * m_root->rowUpdate +
                (x - m_root->extent.x()) * m_root->pelSize;
     }
@@ -106,7 +107,7 @@ public:
         : xc_PelBuffer(const_cast<T*>(data), width, height, rowUpdate, sizeof(T),
                        std::move(owner)) {}
 
-    // Image row y from the window's left edge (no range check).
+    // Image row y from the window's left edge (no range check; an unbound buffer throws).
     const T* rowPointer(long y) const {
         return reinterpret_cast<const T*>(address_(m_window.x(), y));
     }

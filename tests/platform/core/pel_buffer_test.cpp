@@ -23,6 +23,9 @@ TEST(PelBuffer, WindowsShareAndNarrow) {
     xcPelBuffer_const<unsigned char> u;
     EXPECT_FALSE(u.isBound());
     EXPECT_THROW(u.window(), xcPel::UnboundWindow);
+    EXPECT_THROW(u.rowPointer(0), xcPel::UnboundWindow);
+    EXPECT_THROW(u.pelPointer(0, 0), xcPel::UnboundWindow);
+    EXPECT_THROW(xcPelBuffer<unsigned char>().rowPointer(0), xcPel::UnboundWindow);
 }
 
 TEST(PelBuffer, WrapsCallerMemoryWithoutCopy) {
