@@ -11,4 +11,3 @@
 
 // The unknown-version error of a character record.
 xcArchive::UnknownVersion xf_OCCharUnknownVersion(long number);
-

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "oc/occhar/archive_support.h"
+#include "oc/occhar/shifted_client_xform.h"
 #include "platform/core/archive_geometry.h"
 #include "platform/core/char_code.h"
 #include "platform/core/pel_ops.h"
@@ -14,48 +15,6 @@ namespace {
 constexpr std::uint8_t kCharVersion = 1;
 
 using Image = xcOCChar::Image;
-
-// A non-linear client-from-image transform followed by a translation by -shift: what
-// moveOrigin makes of a transform it cannot fold into a matrix and an offset.
-class xc_ShiftedClientXform : public xc2XformBase {
-public:
-    xc_ShiftedClientXform(std::shared_ptr<const xc2XformBase> base, const xcVector<2>& shift)
-        : m_base(std::move(base)), m_shift(shift) {}
-
-    xcVector<2> mapPoint(const xcVector<2>& p) const override {
-        return m_base->mapPoint(p) - m_shift;
-    }
-    bool isLinear() const override { return m_base->isLinear(); }
-    xc2XformLinear linearAt(const xcVector<2>& p) const override {
-        return xc2XformLinear(xcXform<2>::translation(-m_shift)) * m_base->linearAt(p);
-    }
-    std::shared_ptr<xc2XformBase> clone() const override {
-        return std::make_shared<xc_ShiftedClientXform>(*this);
-    }
-
-    const std::shared_ptr<const xc2XformBase>& base() const { return m_base; }
-    const xcVector<2>& shift() const { return m_shift; }
-
-private:
-    std::shared_ptr<const xc2XformBase> m_base;
-    xcVector<2> m_shift;
-};
-
-// Makes the client coordinates of `buffer` smaller by v.
-void shiftClientFrame(Image& buffer, const xcVector<2>& v) {
-    const xc2XformBase& base = buffer.clientFromImageXformBase();
-    if (base.isLinear()) {
-        const xcXform<2>& cfi = buffer.clientFromImageXform();
-        buffer.clientFromImageXform(xcXform<2>::translation(-v) * cfi);
-        return;
-    }
-    std::shared_ptr<const xc2XformBase> ptr = buffer.clientFromImageXformBasePtr();
-    if (auto shifted = std::dynamic_pointer_cast<const xc_ShiftedClientXform>(ptr))
-        buffer.clientFromImageXformBase(
-            std::make_shared<xc_ShiftedClientXform>(shifted->base(), shifted->shift() + v));
-    else
-        buffer.clientFromImageXformBase(std::make_shared<xc_ShiftedClientXform>(ptr, v));
-}
 
 // The copy a setter stores (see the header, "Storing images").
 Image storedCopy(const Image& img, const xcPelRect& rootCopyRect) {
@@ -99,33 +58,6 @@ std::u32string codesOf(const std::wstring& w) {
     s.reserve(w.size());
     for (wchar_t unit : w) s.push_back(static_cast<char32_t>(static_cast<std::uint32_t>(unit)));
     return s;
-}
-
-// The unique-instance rule over the keys [begin, end) (see makeUniqueInstanceKey).
-template <class It, class KeyOf>
-xcOCCharKey uniqueInstanceKey(const xcOCCharKey& key, It begin, It end, KeyOf keyOf) {
-    std::vector<long> used;
-    bool taken = false;
-    for (It it = begin; it != end; ++it) {
-        const xcOCCharKey& k = keyOf(*it);
-        if (!k.equalCharacterCode(key) || !k.isInstanceSpecified()) continue;
-        used.push_back(k.instance());
-        if (k.instance() == key.instance()) taken = true;
-    }
-    if (used.size() >= 2147483647u) throw xcOCDefs::BadParams(L"All key values in use");
-    if (key.isInstanceSpecified() && !taken) return key;
-    std::sort(used.begin(), used.end());
-    // The first gap among the non-negative instances in use. Repeated or negative instances
-    // are skipped, so the result is always unused.
-    long next = 0;
-    for (long u : used) {
-        if (u < next) continue;
-        if (u != next) break;
-        ++next;
-    }
-    xcOCCharKey result = key;
-    result.instance(next);
-    return result;
 }
 
 }  // namespace
@@ -371,8 +303,8 @@ void xcOCChar::normalizedImage(const Image& img, const xcPelRect& rootCopyRect) 
 
 void xcOCChar::moveOrigin(const xcVector<2>& v) {
     Image image = m_image, mask = m_mask;
-    shiftClientFrame(image, v);
-    shiftClientFrame(mask, v);
+    xf_ShiftClientFrame(image, v);
+    xf_ShiftClientFrame(mask, v);
     xcOCCharMetrics metrics = m_metrics;
     for (xcOCCharMetrics::RectType type : {xcOCCharMetrics::eCellRect, xcOCCharMetrics::eMarkRect,
                                            xcOCCharMetrics::eDetectedMarkRect}) {
@@ -384,38 +316,6 @@ void xcOCChar::moveOrigin(const xcVector<2>& v) {
     m_image = std::move(image);
     m_mask = std::move(mask);
     m_metrics = metrics;
-}
-
-// ---- Unique instance keys -------------------------------------------------------------------
-
-xcOCCharKey xcOCChar::makeUniqueInstanceKey(const xcOCCharKey& key,
-                                            const std::vector<xcOCCharKey>& keys) {
-    return uniqueInstanceKey(key, keys.begin(), keys.end(),
-                             [](const xcOCCharKey& k) -> const xcOCCharKey& { return k; });
-}
-
-xcOCCharKey xcOCChar::makeUniqueInstanceKey(const xcOCCharKey& key,
-                                            const std::vector<xcOCChar>& chars) {
-    return uniqueInstanceKey(key, chars.begin(), chars.end(),
-                             [](const xcOCChar& c) -> const xcOCCharKey& { return c.key(); });
-}
-
-bool xcOCChar::makeUniqueInstanceKeys(std::vector<xcOCCharKey>& keys) {
-    if (keys.empty()) return false;
-    std::vector<xcOCCharKey> result = keys;
-    if (!result.front().isInstanceSpecified()) result.front().instance(0);
-    bool changed = false;
-    for (std::size_t i = 1; i < result.size(); ++i) {
-        const xcOCCharKey unique = uniqueInstanceKey(
-            result[i], result.begin(), result.begin() + static_cast<std::ptrdiff_t>(i),
-            [](const xcOCCharKey& k) -> const xcOCCharKey& { return k; });
-        if (unique != result[i]) {
-            result[i] = unique;
-            changed = true;
-        }
-    }
-    keys.swap(result);
-    return changed;
 }
 
 // ---- Archive --------------------------------------------------------------------------------
