@@ -98,11 +98,3 @@ void xcOCCharKey::serialize_(xcArchive& ar, std::uint8_t version) {
 
 xcPersistent* xcOCCharKey::make() { return new xcOCCharKey(); }
 const xc_Instantiator xcOCCharKey::sExemplar(typeid(xcOCCharKey), &xcOCCharKey::make);
-
-xcArchive& operator||(xcArchive& ar, xcOCCharKey& key) {
-    if (ar.isStoring())
-        ar.serializeObject(key);
-    else
-        static_cast<xcPersistent&>(key).loadSimple(ar);
-    return ar;
-}

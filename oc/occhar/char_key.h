@@ -101,5 +101,5 @@ private:
     std::int32_t m_fontID = kNotSpecified;
 };
 
-// Archives a key in both directions (see dispatchSerialize for the form).
-xcArchive& operator||(xcArchive& ar, xcOCCharKey& key);
+// A key is archived in both directions by the archive's operator|| of persistent objects
+// (see dispatchSerialize for the form).

@@ -284,11 +284,3 @@ void xcOCCharMetrics::serialize_(xcArchive& ar, std::uint8_t version) {
 
 xcPersistent* xcOCCharMetrics::make() { return new xcOCCharMetrics(); }
 const xc_Instantiator xcOCCharMetrics::sExemplar(typeid(xcOCCharMetrics), &xcOCCharMetrics::make);
-
-xcArchive& operator||(xcArchive& ar, xcOCCharMetrics& metrics) {
-    if (ar.isStoring())
-        ar.serializeObject(metrics);
-    else
-        static_cast<xcPersistent&>(metrics).loadSimple(ar);
-    return ar;
-}

@@ -158,5 +158,5 @@ private:
     xcVector<2> m_advance{0.0, 0.0};
 };
 
-// Archives metrics in both directions (see dispatchSerialize for the form).
-xcArchive& operator||(xcArchive& ar, xcOCCharMetrics& metrics);
+// Metrics is archived in both directions by the archive's operator|| of persistent objects
+// (see dispatchSerialize for the form).

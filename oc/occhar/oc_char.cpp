@@ -351,11 +351,3 @@ void xcOCChar::serialize_(xcArchive& ar, std::uint8_t version) {
 
 xcPersistent* xcOCChar::make() { return new xcOCChar(); }
 const xc_Instantiator xcOCChar::sExemplar(typeid(xcOCChar), &xcOCChar::make);
-
-xcArchive& operator||(xcArchive& ar, xcOCChar& c) {
-    if (ar.isStoring())
-        ar.serializeObject(c);
-    else
-        static_cast<xcPersistent&>(c).loadSimple(ar);
-    return ar;
-}

@@ -218,5 +218,5 @@ private:
     std::wstring m_description;
 };
 
-// Archives a character in both directions (see dispatchSerialize for the form).
-xcArchive& operator||(xcArchive& ar, xcOCChar& c);
+// A character is archived in both directions by the archive's operator|| of persistent objects
+// (see dispatchSerialize for the form).
