@@ -161,14 +161,9 @@ Quad damageRegion(const xcSynthOutline& outline, const xcSynthGlyphMetrics& m, d
     return {xcVector<2>(x0, y0), xcVector<2>(x1, y0), xcVector<2>(x1, y1), xcVector<2>(x0, y1)};
 }
 
-}  // namespace
-
-xcSynthScene xfSynthScene(const xcSynthFont& font, const xcSynthSceneParams& p) {
-    long numChars = 0;
-    for (const xcSynthLineSpec& l : p.lines) numChars += static_cast<long>(l.text.size());
-    validate(font, p, numChars);
-
-    // Layout (checks every line and character).
+// The nominal poses of every line's characters (checks every line and character).
+std::vector<std::vector<xcSynthPose>> layoutLines(const xcSynthFont& font,
+                                                  const xcSynthSceneParams& p) {
     std::vector<std::vector<xcSynthPose>> nominal;
     for (std::size_t li = 0; li < p.lines.size(); ++li) {
         try {
@@ -177,11 +172,11 @@ xcSynthScene xfSynthScene(const xcSynthFont& font, const xcSynthSceneParams& p) 
             throw xcBadArgument(L"Line " + std::to_wstring(li) + L": " + e.string());
         }
     }
-    const xcXform<2> imageFromClient = p.clientFromImage.inverse();
-    const xcPelRect window(0, 0, p.width, p.height);
+    return nominal;
+}
 
-    xcSynthScene scene;
-    xcSynthTruth& truth = scene.truth;
+// The truth's description of the scene as a whole.
+void describeScene(const xcSynthFont& font, const xcSynthSceneParams& p, xcSynthTruth& truth) {
     truth.width = p.width;
     truth.height = p.height;
     truth.clientFromImage = p.clientFromImage;
@@ -192,15 +187,21 @@ xcSynthScene xfSynthScene(const xcSynthFont& font, const xcSynthSceneParams& p) 
     truth.seed = p.seed;
     truth.fontPath = font.path();
     truth.fontName = font.familyName() + " " + font.styleName();
+}
 
+// Every target character: its jittered pose, whether it is missing or damaged, its ink added
+// to `coverage` and its cell (image coordinates) to `targetCells`.
+void drawTargetChars(const xcSynthFont& font, const xcSynthSceneParams& p, long numChars,
+                     const std::vector<std::vector<xcSynthPose>>& nominal, xcSynthField& coverage,
+                     std::vector<Quad>& targetCells, xcSynthTruth& truth) {
+    const xcXform<2> imageFromClient = p.clientFromImage.inverse();
+    const xcPelRect window(0, 0, p.width, p.height);
     xcSynthRandom jitterRandom(p.seed, eJitterStream), damageRandom(p.seed, eDamageStream);
     std::vector<char> listedMissing(static_cast<std::size_t>(numChars), 0);
     std::vector<char> listedDamaged(static_cast<std::size_t>(numChars), 0);
     for (long i : p.missing) listedMissing[static_cast<std::size_t>(i)] = 1;
     for (long i : p.damaged) listedDamaged[static_cast<std::size_t>(i)] = 1;
 
-    xcSynthField coverage(p.width, p.height, 0.0);
-    std::vector<Quad> targetCells;  // image coordinates, every target position
     long n = 0;
     for (std::size_t li = 0; li < p.lines.size(); ++li) {
         const std::wstring& text = p.lines[li].text;
@@ -253,9 +254,14 @@ xcSynthScene xfSynthScene(const xcSynthFont& font, const xcSynthSceneParams& p) 
             truth.chars.push_back(std::move(t));
         }
     }
+}
 
-    // Distractors.
-    xcSynthRandom dr(p.seed, eDistractorStream);
+// Distractor glyphs at random places, angles and scales (away from the text when asked).
+void drawDistractorGlyphs(const xcSynthFont& font, const xcSynthSceneParams& p,
+                          const std::vector<Quad>& targetCells, xcSynthRandom& dr,
+                          xcSynthField& coverage, xcSynthTruth& truth) {
+    const xcXform<2> imageFromClient = p.clientFromImage.inverse();
+    const xcPelRect window(0, 0, p.width, p.height);
     const double w = static_cast<double>(p.width), h = static_cast<double>(p.height);
     std::vector<char32_t> dchars;
     if (p.distractorGlyphs > 0)
@@ -288,6 +294,13 @@ xcSynthScene xfSynthScene(const xcSynthFont& font, const xcSynthSceneParams& p) 
             break;
         }
     }
+}
+
+// Distractor strokes at random places and directions (away from the text when asked).
+void drawDistractorLines(const xcSynthSceneParams& p, const std::vector<Quad>& targetCells,
+                         xcSynthRandom& dr, xcSynthField& coverage, xcSynthTruth& truth) {
+    const xcPelRect window(0, 0, p.width, p.height);
+    const double w = static_cast<double>(p.width), h = static_cast<double>(p.height);
     const double hw = 0.5 * p.distractorLineWidth;
     for (long i = 0; i < p.distractorLines; ++i) {
         for (int attempt = 0; attempt < kPlacementTries; ++attempt) {
@@ -318,8 +331,10 @@ xcSynthScene xfSynthScene(const xcSynthFont& font, const xcSynthSceneParams& p) 
             break;
         }
     }
+}
 
-    // Grey levels, then the effects.
+// Grey levels from the ink coverage, then the effects, into the scene's image.
+xcPelBuffer<unsigned char> finishImage(xcSynthField& coverage, const xcSynthSceneParams& p) {
     const double bg = p.tones.background(), span = p.tones.ink() - bg;
     for (long y = 0; y < p.height; ++y) {
         double* v = coverage.row(y);
@@ -330,7 +345,27 @@ xcSynthScene xfSynthScene(const xcSynthFont& font, const xcSynthSceneParams& p) 
     xcSynthRandom noiseRandom(p.seed, eNoiseStream), saltRandom(p.seed, eSaltPepperStream);
     xfSynthAddNoise(coverage, p.noiseSigma, noiseRandom);
     xfSynthSaltPepper(coverage, p.saltPepper, saltRandom);
-    scene.image = xfSynthToPels(coverage);
-    scene.image.clientFromImageXform(p.clientFromImage);
+    xcPelBuffer<unsigned char> image = xfSynthToPels(coverage);
+    image.clientFromImageXform(p.clientFromImage);
+    return image;
+}
+
+}  // namespace
+
+xcSynthScene xfSynthScene(const xcSynthFont& font, const xcSynthSceneParams& p) {
+    long numChars = 0;
+    for (const xcSynthLineSpec& l : p.lines) numChars += static_cast<long>(l.text.size());
+    validate(font, p, numChars);
+    const std::vector<std::vector<xcSynthPose>> nominal = layoutLines(font, p);
+
+    xcSynthScene scene;
+    describeScene(font, p, scene.truth);
+    xcSynthField coverage(p.width, p.height, 0.0);
+    std::vector<Quad> targetCells;  // image coordinates, every target position
+    drawTargetChars(font, p, numChars, nominal, coverage, targetCells, scene.truth);
+    xcSynthRandom dr(p.seed, eDistractorStream);  // one stream for glyphs, then strokes
+    drawDistractorGlyphs(font, p, targetCells, dr, coverage, scene.truth);
+    drawDistractorLines(p, targetCells, dr, coverage, scene.truth);
+    scene.image = finishImage(coverage, p);
     return scene;
 }
