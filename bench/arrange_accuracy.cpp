@@ -288,6 +288,9 @@ void runScene(const Scene& s, const std::string& suite, Tally& t, const Options&
     t.ms.push_back(
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count());
     ++t.scenes;
+    if (verbose && t.ms.back() > 1000.0)
+        std::printf("  %s slow scene: %.0f ms, %zu positions, seed %llu\n", suite.c_str(),
+                    t.ms.back(), keys.size(), static_cast<unsigned long long>(s.params.seed));
 
     xcDiagObject diag;
     xcOCArrangeResults again;
