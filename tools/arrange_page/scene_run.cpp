@@ -76,7 +76,7 @@ xcSceneRun xfSceneRun(const xcSceneRunOptions& options, xcDiagObject* diag, unsi
     xcSynthGlyphParams gp;
     gp.pixelSize = options.size;
     gp.tones = sp.tones;
-    run.alphabet = xfSynthAlphabet(font, text, gp);
+    run.alphabet = xfSynthCentredAlphabet(*xfSynthAlphabet(font, text, gp));
     run.keys = xfSynthKeys(text);
     for (const xcSynthCharTruth& t : run.scene.truth.chars)
         run.cells.push_back({t.cell[3], t.cell[2], t.cell[1], t.cell[0]});

@@ -4,7 +4,7 @@
 // The scene (straight: two lines of text; circular: one line on a circle) is rendered with
 // light noise, jitter and one missing character. The alphabet holds the distinct characters of
 // the text, rendered from the same font (keys are code points, names the characters, a space
-// is blank), and the arranger is called on the scene with the whole text as its target, the
+// is blank, origins at the cell centres), and the arranger is called on the scene with the whole text as its target, the
 // layout's line type and the records asked for by `flags`.
 #pragma once
 

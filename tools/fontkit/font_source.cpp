@@ -20,7 +20,8 @@ std::wstring describe(wchar_t c) {
 
 bool isFontFile(const std::filesystem::path& p) {
     std::string ext = p.extension().string();
-    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
+    std::transform(ext.begin(), ext.end(), ext.begin(),
+                   [](unsigned char c) { return std::tolower(c); });
     return ext == ".ttf" || ext == ".otf" || ext == ".ttc" || ext == ".otc";
 }
 
@@ -73,7 +74,8 @@ xcPtrHandle_const<xcOCAlphabet> xfLoadFontSource(const xcFontSource& source,
             if (!font.hasGlyph(static_cast<char32_t>(c)))
                 throw xcBadArgument(L"the font has no character " + describe(c) +
                                     L" of the target; add it to the font or change the target");
-        return xcPtrHandle_const<xcOCAlphabet>(xfSynthAlphabet(font, text, params));
+        return xcPtrHandle_const<xcOCAlphabet>(
+            xfSynthCentredAlphabet(*xfSynthAlphabet(font, text, params)));
     } catch (const xcException& e) {
         throw xcBadArgument(xfFromUtf8("font '" + path.string() + "': ") + e.message());
     }

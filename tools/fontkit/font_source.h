@@ -14,7 +14,7 @@ struct xcFontSource {
 };
 
 // The alphabet for `text`: the file's alphabet, or the font's characters of `text` (a space
-// becomes a blank character). Throws xcBadArgument with a message that says what to fix: an
+// becomes a blank character; each character's origin is the centre of its cell). Throws xcBadArgument with a message that says what to fix: an
 // unknown file, a font file without a size, a character of `text` the font or the alphabet
 // lacks.
 xcPtrHandle_const<xcOCAlphabet> xfLoadFontSource(const xcFontSource& source,

@@ -35,7 +35,9 @@ int xfRunDemo(bool quiet, const char* reportFolder) {
     xcSynthGlyphParams gp;
     gp.pixelSize = sp.pixelSize;
     gp.tones = sp.tones;
-    const auto alphabet = xfSynthAlphabet(font, target, gp);
+    // Origins at the cell centres: a half-turn symmetric character found upside down (O, X,
+    // 0, S, Z, 8) keeps its origin on the line.
+    const auto alphabet = xfSynthCentredAlphabet(*xfSynthAlphabet(font, target, gp));
     xcOCArrangeParams params;
 
     xcArrangeRun run = xfRunArrange(scene.image, xcPelBuffer_const<unsigned char>(), *alphabet,

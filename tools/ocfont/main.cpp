@@ -2,7 +2,7 @@
 // report; or shows what an alphabet file holds.
 //
 //   ocfont make FONT.ttf --size PX --chars TEXT --out FILE [--polarity dark|light]
-//              [--threshold T] [--no-compile]
+//              [--origin centre|lower-left] [--threshold T] [--no-compile]
 //   ocfont make GLYPH_FOLDER --out FILE [--threshold T] [--no-compile]
 //   ocfont show FILE
 #include <cstdio>
@@ -22,10 +22,11 @@
 namespace {
 
 const char* kUsage = R"(usage:
-  ocfont make FONT --size PX --chars TEXT --out FILE [--polarity dark|light] [--threshold T]
-                   [--no-compile]
+  ocfont make FONT --size PX --chars TEXT --out FILE [--polarity dark|light]
+                   [--origin centre|lower-left] [--threshold T] [--no-compile]
       renders TEXT's characters (a space becomes a blank character) from a TrueType or
-      OpenType font at PX pixels per em
+      OpenType font at PX pixels per em; each character's origin (the point poses refer
+      to) is the centre of its cell unless --origin lower-left
   ocfont make GLYPH_FOLDER --out FILE [--threshold T] [--no-compile]
       trains from glyph crops listed in GLYPH_FOLDER/manifest.txt (see docs/ocfont.md)
   ocfont show FILE
@@ -38,6 +39,7 @@ struct MakeOptions {
     std::string source, out;
     double size = 0.0;
     std::wstring chars;
+    bool lowerLeftOrigin = false;
     bool light = false;
     double threshold = 0.5;
     bool compile = true;
@@ -59,15 +61,24 @@ MakeOptions parseMake(const std::vector<std::string>& a) {
             if (i + 1 >= a.size()) throw xcBadArgument(xfFromUtf8(s + " needs a value"));
             return a[++i];
         };
-        if (s == "--size") o.size = number("size", value());
-        else if (s == "--chars") o.chars = xfFromUtf8(value());
-        else if (s == "--out") o.out = value();
-        else if (s == "--threshold") o.threshold = number("threshold", value());
-        else if (s == "--no-compile") o.compile = false;
-        else if (s == "--polarity") {
+        if (s == "--size")
+            o.size = number("size", value());
+        else if (s == "--chars")
+            o.chars = xfFromUtf8(value());
+        else if (s == "--out")
+            o.out = value();
+        else if (s == "--threshold")
+            o.threshold = number("threshold", value());
+        else if (s == "--no-compile")
+            o.compile = false;
+        else if (s == "--origin") {
+            const std::string v = value();
+            if (v != "centre" && v != "lower-left")
+                throw xcBadArgument(L"--origin takes centre or lower-left");
+            o.lowerLeftOrigin = v == "lower-left";
+        } else if (s == "--polarity") {
             const std::string p = value();
-            if (p != "dark" && p != "light")
-                throw xcBadArgument(L"--polarity takes dark or light");
+            if (p != "dark" && p != "light") throw xcBadArgument(L"--polarity takes dark or light");
             o.light = p == "light";
         } else if (s.rfind("--", 0) == 0)
             throw xcBadArgument(xfFromUtf8("unknown option " + s + " (see ocfont --help)"));
@@ -106,10 +117,10 @@ int make(const MakeOptions& o) {
         gp.pixelSize = o.size;
         gp.tones = xcSynthTones{o.light ? eLightOnDark : eDarkOnLight, 30.0, 220.0};
         try {
-            const xcSynthFont font(std::filesystem::exists(o.source)
-                                       ? o.source
-                                       : xcSynthFont::locate(o.source));
+            const xcSynthFont font(
+                std::filesystem::exists(o.source) ? o.source : xcSynthFont::locate(o.source));
             alphabet = xfSynthAlphabet(font, o.chars, gp);
+            if (!o.lowerLeftOrigin) alphabet = xfSynthCentredAlphabet(*alphabet);
         } catch (const xcException& e) {
             throw xcBadArgument(xfFromUtf8("font '" + o.source + "': ") + e.message());
         }
