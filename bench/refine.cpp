@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <string>
@@ -186,14 +187,38 @@ void report() {
                 p.scale *= 1.0 + 0.03 * u(rng);
                 poses.push_back(xc_Pose(p.xform()));
             }
+            const std::vector<xc_Pose> inferredPoses = poses;
             xf_RefineArrangement(s.image, a, keys, poses, st, sc, nullptr, 0);
             for (std::size_t i = 0; i < kCodes.size(); ++i) {
+                if (std::getenv("REFINE_GRID")) {
+                    const xcOCModel& m = *a->character(keys[i]);
+                    xcPelBuffer_const<unsigned char> cell = m.image();
+                    cell.window(m.imageArea());
+                    const xcRSINccSearchModel rm(cell, xcPelBuffer_const<unsigned char>(), xf_RefineGridParams(), L"x");
+                    xcPelBuffer<unsigned char> region;
+                    xf_CutRefineRegion(s.image, rm.window(), cell.clientFromImageXform(), inferredPoses[i].xform(), region);
+                    const auto bl = xcRSINccSearchModel::bandLimited(region);
+                    xcNccSearchRunParams rp; if (std::getenv("ACC")) rp.accuracy(std::atol(std::getenv("ACC"))); rp.accept(0.0); rp.confusion(1.0);
+                    const xcSynthPose& t = s.truth.chars[i].pose;
+                    std::printf("grid %c: truth rel angle %+.3f scale %.4f\n", char(kCodes[i]), t.angle - xcDegree(inferredPoses[i].angle).toDouble(), t.scale / inferredPoses[i].scale);
+                    for (long k = 0; k < rm.numVariants(); ++k) {
+                        xcNccSearchResultSet rs; rm.models()[k].run(bl, rp, rs);
+                        std::printf(" %.4f", rs.result(0).score());
+                        if (k % 13 == 12) std::printf("\n");
+                    }
+                }
                 ++cases;
                 if (st[i] != xcOCArrangeDefs::eMatched) continue;
                 ++found;
                 const xcSynthPose& t = s.truth.chars[i].pose;
                 const double ea = std::fabs(xcDegree(poses[i].angle).toDouble() - t.angle);
                 const double et = (poses[i].translation - t.position).len();
+                const double es = poses[i].scale / t.scale - 1.0;
+                if (std::getenv("REFINE_DETAIL"))
+                    std::printf("%s %c: angle %+.3f deg, scale %+.4f, pos %.3f px (%+.3f %+.3f)\n", name,
+                                char(kCodes[i]), xcDegree(poses[i].angle).toDouble() - t.angle, es,
+                                et, poses[i].translation.x() - t.position.x(),
+                                poses[i].translation.y() - t.position.y());
                 angleErr.push_back(ea);
                 transErr.push_back(et);
                 if (ea <= 0.3 + 1e-9 && et <= 0.2) ++within;

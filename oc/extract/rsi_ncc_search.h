@@ -90,12 +90,50 @@ public:
              const xcRSINccSearchRunParams& runParams, xcPtrHandle<xc_SearchResult>& result,
              xcDiagObject* diag = nullptr, unsigned long flags = 0) const;
 
+    // Screening (on by default) lets a run that keeps one instance correlate only the few
+    // variants whose halved patterns score best over the halved window, and the grid
+    // neighbours it climbs to from the best of them; off, every variant runs over the whole
+    // window. Both find the same best instance wherever the best variant's halved pattern is
+    // among the best few; the tests compare them.
+    bool screening() const { return m_screening; }
+    void screening(bool on) { m_screening = on; }
+
 private:
+    // The variants run in one search near one place: per variant 0 not run, 1 with its
+    // result, -1 without a result.
+    struct RunCache {
+        std::vector<signed char> state;
+        std::vector<xc_SearchInstance> results;
+    };
     void train_(const xcPelBuffer_const<unsigned char>& image);
+    bool runVariant_(std::size_t k, const xcPelBuffer_const<unsigned char>& image,
+                     const xcNccSearchRunParams& run, xcNccSearchResultSet& found) const;
+    std::vector<xc_SearchInstance> allVariants_(const xcPelBuffer_const<unsigned char>& searched,
+                                                const xcNccSearchRunParams& run) const;
+    std::vector<xc_SearchInstance> screened_(const xcPelBuffer_const<unsigned char>& searched,
+                                             const xcNccSearchRunParams& run,
+                                             RunCache& cache) const;
+    bool runAround_(std::size_t k, const xcVector<2>& corner,
+                    const xcPelBuffer_const<unsigned char>& searched,
+                    const xcNccSearchRunParams& run, xc_SearchInstance& out) const;
+    bool runNear_(std::size_t k, const xc_SearchInstance& best,
+                  const xcPelBuffer_const<unsigned char>& searched, const xcNccSearchRunParams& run,
+                  xc_SearchInstance& out) const;
+    std::vector<xc_SearchInstance> neighbours_(const xc_SearchInstance& best,
+                                               const xcPelBuffer_const<unsigned char>& searched,
+                                               const xcNccSearchRunParams& run,
+                                               long angleSteps, RunCache& cache) const;
+    void fitPose_(xc_SearchInstance& inst, const xcPelBuffer_const<unsigned char>& searched,
+                  const xcNccSearchRunParams& run, RunCache& cache) const;
 
     std::wstring m_name;
     xcPelRect m_window;
     xcRSINccSearchParams m_params;
     std::vector<xcNccSearchModel> m_models;
     std::vector<xcXform<2>> m_variantPoses;
+    // Per variant: its halved pattern for screening (empty when a variant is too small to
+    // halve), and the map from the model image's pixels to its pattern's pixels.
+    std::vector<xcNccSearchModel> m_screens;
+    std::vector<xcXform<2>> m_templateFromModel;
+    bool m_screening = true;
 };
