@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -33,7 +32,7 @@ constexpr std::size_t kScreenedVariants = 6;
 constexpr int kClimbSteps = 8;
 constexpr long kClimbAngleSteps = 4;
 // The neighbours the pose is fitted over: up to 2 angle steps and 1 scale step away.
-constexpr long kFitAngleSteps = 2;
+constexpr long kFitAngleSteps = 3;
 constexpr long kFitScaleSteps = 1;
 // A neighbour is run on the window around where it is expected, this many pixels either way.
 constexpr long kLocalMargin = 3;
@@ -204,7 +203,8 @@ std::vector<xc_SearchInstance> xcRSINccSearchModel::allVariants_(
 // when the peak comes to lie near the edge of that part. False when the variant has no result.
 bool xcRSINccSearchModel::runAround_(std::size_t k, const xcVector<2>& corner,
                                      const xcPelBuffer_const<unsigned char>& searched,
-                                     const xcNccSearchRunParams& run, xc_SearchInstance& out) const {
+                                     const xcNccSearchRunParams& run,
+                                     xc_SearchInstance& out) const {
     const xcPelRect tw = m_models[k].window();
     xcNccSearchResultSet found;
     bool ok = false;
@@ -259,9 +259,14 @@ std::vector<xc_SearchInstance> xcRSINccSearchModel::neighbours_(
     cache.state.resize(m_models.size(), 0);
     cache.results.resize(m_models.size());
     std::vector<xc_SearchInstance> out;
-    for (long s = std::max(0L, si - kFitScaleSteps); s <= std::min(ns - 1, si + kFitScaleSteps);
-         ++s)
-        for (long a = std::max(0L, ai - angleSteps); a <= std::min(na - 1, ai + angleSteps); ++a) {
+    // At an end of the grid the neighbours reach as far inwards as they would have reached on
+    // both sides together.
+    const long s0 = std::max(0L, std::min(si - kFitScaleSteps, ns - 1 - 2 * kFitScaleSteps));
+    const long s1 = std::min(ns - 1, std::max(si + kFitScaleSteps, 2 * kFitScaleSteps));
+    const long a0 = std::max(0L, std::min(ai - angleSteps, na - 1 - 2 * angleSteps));
+    const long a1 = std::min(na - 1, std::max(ai + angleSteps, 2 * angleSteps));
+    for (long s = s0; s <= s1; ++s)
+        for (long a = a0; a <= a1; ++a) {
             const std::size_t k = static_cast<std::size_t>(s * na + a);
             if (s == si && a == ai) {
                 out.push_back(best);
@@ -275,8 +280,8 @@ std::vector<xc_SearchInstance> xcRSINccSearchModel::neighbours_(
 }
 
 // The best instance by screening: the kScreenedVariants variants whose halved patterns score
-// best on the halved window run around where their halved patterns found it, then the search moves to a better
-// neighbour of the best one while there is one. Empty when no variant has a result.
+// best on the halved window run around where their halved patterns found it, then the search moves
+// to a better neighbour of the best one while there is one. Empty when no variant has a result.
 std::vector<xc_SearchInstance> xcRSINccSearchModel::screened_(
     const xcPelBuffer_const<unsigned char>& searched, const xcNccSearchRunParams& run,
     RunCache& cache) const {
@@ -340,20 +345,21 @@ void xcRSINccSearchModel::fitPose_(xc_SearchInstance& inst,
     for (const xc_SearchInstance& n : neighbours_(inst, searched, run, kFitAngleSteps, cache)) {
         const long dx = n.variant() % na - ai, dy = n.variant() / na - si;
         // Another peak than the instance's own does not belong to its hill.
-        if (std::labs(dx) > kFitAngleSteps || std::labs(dy) > kFitScaleSteps ||
-            (n.location() - inst.location()).len() > 2.0)
-            continue;
-        samples.push_back({static_cast<double>(dx), static_cast<double>(dy), n.score(),
-                           n.location()});
+        if ((n.location() - inst.location()).len() > 2.0) continue;
+        samples.push_back(
+            {static_cast<double>(dx), static_cast<double>(dy), n.score(), n.location()});
     }
-    const xc_VariantPeak peak = xf_FitVariantPeak(samples, inst.location());
-    const xcRadian angle = xcDegree(angles[static_cast<std::size_t>(ai)] +
-                                    peak.x * m_params.angleStep());
+    // The pose stays within the grid.
+    const long ns = static_cast<long>(scales.size());
+    const xc_VariantPeak peak = xf_FitVariantPeak(
+        samples, inst.location(), xcVector<2>(static_cast<double>(-ai), static_cast<double>(-si)),
+        xcVector<2>(static_cast<double>(na - 1 - ai), static_cast<double>(ns - 1 - si)));
+    const xcRadian angle =
+        xcDegree(angles[static_cast<std::size_t>(ai)] + peak.x * m_params.angleStep());
     const double scale =
         scales[static_cast<std::size_t>(si)] * std::exp(peak.y * logStep) / m_params.baseScale();
-    const xcXform<2> x =
-        searched.clientFromImageXform() * xcXform<2>(xcMatrix<2>(angle, angle, scale, scale),
-                                                     xcVector<2>());
+    const xcXform<2> x = searched.clientFromImageXform() *
+                         xcXform<2>(xcMatrix<2>(angle, angle, scale, scale), xcVector<2>());
     const xcXform<2> pose(xcMatrix<2>(x.xRot(), x.yRot(), x.xScale(), x.yScale()), peak.location);
     inst.pose(pose);
     inst.affRect(xcAffineRectangle(m_window).map(pose));
@@ -381,7 +387,7 @@ void xcRSINccSearchModel::run(const xcPelBuffer_const<unsigned char>& image,
 
     const xcNccSearchRunParams run = variantRunParams(runParams);
     const long keep = runParams.maxNumResults();
-    const bool screen = !std::getenv("NOSCREEN") && m_screening && keep == 1 && !m_screens.empty() &&
+    const bool screen = m_screening && keep == 1 && !m_screens.empty() &&
                         searched.window().width() >= 2 && searched.window().height() >= 2;
     RunCache cache;
     std::vector<xc_SearchInstance> instances =

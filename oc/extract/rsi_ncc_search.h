@@ -16,14 +16,23 @@
 //
 // Frames. A variant's pattern has the model image's pixel frame as its client frame, so a
 // correlation location is where the model image's pixel origin (0, 0) lies. An instance's pose
-// maps the model image's pixel frame into the searched image's client frame: translation = the
-// location, rotation and scale = those of (searched image's client-from-image) o (variant's
-// rotation and scale). Its footprint is the model window mapped by that pose. A caller whose
-// characters carry their own client frame C (client-from-image of the model image) gets the
-// client-frame pose as pose o C^-1.
+// maps the model image's pixel frame into the searched image's client frame: rotation and
+// scale = those of (searched image's client-from-image) o (angle and scale), translation =
+// where the model image's origin lies. Its footprint is the model window mapped by that pose.
+// A caller whose characters carry their own client frame C (client-from-image of the model
+// image) gets the client-frame pose as pose o C^-1.
 //
-// Costs: training makes one resampled image and one pattern per variant (52 for the
-// refinement's grid); a run correlates each variant once over the searched window.
+// Pose between the variants. The angle, scale and translation of the pose are fitted over the
+// variants around the instance's own (up to 3 angle steps and 1 scale step away, each run near
+// the instance; variant_peak_fit.h): the top of a quadric through their scores and the plane
+// through their locations there. The instance's score, location and variant stay those of the
+// best variant. The grid's steps (0.5 degrees, 3 %) are coarser than the pose needs, and
+// neighbouring variants' scores differ by about their noise.
+//
+// Costs: training makes one resampled image, one pattern and one halved pattern per variant
+// (52 for the refinement's grid). A run that keeps one instance screens (see screening());
+// otherwise each variant runs once over the searched window. The pose fit runs the
+// neighbours of each instance on small windows.
 //
 // Copies share the trained patterns (they never change after training). Runs are const and
 // re-entrant.
@@ -121,8 +130,8 @@ private:
                   xc_SearchInstance& out) const;
     std::vector<xc_SearchInstance> neighbours_(const xc_SearchInstance& best,
                                                const xcPelBuffer_const<unsigned char>& searched,
-                                               const xcNccSearchRunParams& run,
-                                               long angleSteps, RunCache& cache) const;
+                                               const xcNccSearchRunParams& run, long angleSteps,
+                                               RunCache& cache) const;
     void fitPose_(xc_SearchInstance& inst, const xcPelBuffer_const<unsigned char>& searched,
                   const xcNccSearchRunParams& run, RunCache& cache) const;
 

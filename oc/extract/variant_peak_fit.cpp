@@ -52,16 +52,15 @@ bool leastSquares(const std::vector<xc_VariantSample>& samples, int n, Terms ter
 }  // namespace
 
 xc_VariantPeak xf_FitVariantPeak(const std::vector<xc_VariantSample>& samples,
-                                 const xcVector<2>& bestLocation) {
+                                 const xcVector<2>& bestLocation, const xcVector<2>& lo,
+                                 const xcVector<2>& hi) {
     xc_VariantPeak none{0.0, 0.0, bestLocation};
-    bool below[2] = {false, false}, above[2] = {false, false};
+    std::vector<double> xs, ys;
     for (const xc_VariantSample& s : samples) {
-        below[0] = below[0] || s.x < 0.0;
-        above[0] = above[0] || s.x > 0.0;
-        below[1] = below[1] || s.y < 0.0;
-        above[1] = above[1] || s.y > 0.0;
+        if (std::find(xs.begin(), xs.end(), s.x) == xs.end()) xs.push_back(s.x);
+        if (std::find(ys.begin(), ys.end(), s.y) == ys.end()) ys.push_back(s.y);
     }
-    const bool fx = below[0] && above[0], fy = below[1] && above[1];
+    const bool fx = xs.size() >= 3, fy = ys.size() >= 3;
     // Terms: 1, then x, x^2 when x is fitted, then y, y^2, then xy when both are.
     const int n = 1 + (fx ? 2 : 0) + (fy ? 2 : 0) + (fx && fy ? 1 : 0);
     if (n == 1 || static_cast<int>(samples.size()) < n + 1) return none;
@@ -75,7 +74,8 @@ xc_VariantPeak xf_FitVariantPeak(const std::vector<xc_VariantSample>& samples,
         return t;
     };
     Row q{};
-    if (!leastSquares(samples, n, quadric, [](const xc_VariantSample& s) { return s.score; }, q))
+    if (!leastSquares(
+            samples, n, quadric, [](const xc_VariantSample& s) { return s.score; }, q))
         return none;
     // Top of the quadric: gradient zero, the Hessian negative definite.
     const double gx = fx ? q[1] : 0.0, hxx = fx ? 2.0 * q[2] : -1.0;
@@ -84,8 +84,10 @@ xc_VariantPeak xf_FitVariantPeak(const std::vector<xc_VariantSample>& samples,
     const double det = hxx * hyy - hxy * hxy;
     if (!(hxx < 0.0 && hyy < 0.0 && det > 0.0)) return none;
     xc_VariantPeak peak;
-    peak.x = std::clamp((-gx * hyy + gy * hxy) / det, -1.0, 1.0);
-    peak.y = std::clamp((-gy * hxx + gx * hxy) / det, -1.0, 1.0);
+    peak.x = std::clamp((-gx * hyy + gy * hxy) / det, std::max(-1.0, std::min(0.0, lo.x())),
+                        std::min(1.0, std::max(0.0, hi.x())));
+    peak.y = std::clamp((-gy * hxx + gx * hxy) / det, std::max(-1.0, std::min(0.0, lo.y())),
+                        std::min(1.0, std::max(0.0, hi.y())));
 
     // The locations over a plane in (x, y).
     const int m = 1 + (fx ? 1 : 0) + (fy ? 1 : 0);
@@ -98,10 +100,10 @@ xc_VariantPeak xf_FitVariantPeak(const std::vector<xc_VariantSample>& samples,
         return t;
     };
     Row lx{}, ly{};
-    if (!leastSquares(samples, m, plane, [](const xc_VariantSample& s) { return s.location.x(); },
-                      lx) ||
-        !leastSquares(samples, m, plane, [](const xc_VariantSample& s) { return s.location.y(); },
-                      ly))
+    if (!leastSquares(
+            samples, m, plane, [](const xc_VariantSample& s) { return s.location.x(); }, lx) ||
+        !leastSquares(
+            samples, m, plane, [](const xc_VariantSample& s) { return s.location.y(); }, ly))
         return none;
     const Row at = plane(peak.x, peak.y);
     double px = 0.0, py = 0.0;

@@ -24,8 +24,8 @@ struct xc_VariantSample {
     xcVector<2> location;
 };
 
-// The fitted top: grid offsets in steps from the best variant, each in [-1, 1], and the
-// location there.
+// The fitted top: grid offsets in steps from the best variant, each within one step and within
+// the given bounds (the grid's ends), and the location there.
 struct xc_VariantPeak {
     double x = 0.0;
     double y = 0.0;
@@ -33,9 +33,13 @@ struct xc_VariantPeak {
 };
 
 // Fits score = quadric(x, y) and location = plane(x, y) by least squares over the samples, the
-// best variant (offset (0, 0)) among them. An axis is fitted only when samples lie on both sides
-// of the best variant along it; the other axis keeps offset 0. When the fitted quadric has no
+// best variant (offset (0, 0)) among them. An axis is fitted only when the samples take at least
+// three values along it (at the end of the grid, all on one side of the best variant); the other
+// axis keeps offset 0. When the fitted quadric has no
 // top along the fitted axes, or too few samples are given, the best variant's offsets (0, 0)
-// and location are returned.
+// and location are returned. `lo` and `hi` bound the offsets (x and y) from below and above;
+// a top beyond them is held at them, since the grid says nothing of the scores beyond its ends.
 xc_VariantPeak xf_FitVariantPeak(const std::vector<xc_VariantSample>& samples,
-                                 const xcVector<2>& bestLocation);
+                                 const xcVector<2>& bestLocation,
+                                 const xcVector<2>& lo = xcVector<2>(-1.0, -1.0),
+                                 const xcVector<2>& hi = xcVector<2>(1.0, 1.0));
