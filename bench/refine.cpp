@@ -162,7 +162,7 @@ double median(std::vector<double> v) {
 void report() {
     std::mt19937 rng(7);
     std::uniform_real_distribution<double> u(-1.0, 1.0);
-    std::vector<double> angleErr, transErr;
+    std::vector<double> angleErr, transErr, scaleErr;
     long cases = 0, found = 0, within = 0;
     for (const char* name : kFonts) {
         const xcSynthFont font(xcSynthFont::locate(name));
@@ -194,7 +194,9 @@ void report() {
                 const xcSynthPose& t = s.truth.chars[i].pose;
                 const double ea = std::fabs(xcDegree(poses[i].angle).toDouble() - t.angle);
                 const double et = (poses[i].translation - t.position).len();
+                const double es = poses[i].scale / t.scale - 1.0;
                 angleErr.push_back(ea);
+                scaleErr.push_back(std::fabs(es));
                 transErr.push_back(et);
                 if (ea <= 0.3 + 1e-9 && et <= 0.2) ++within;
             }
@@ -206,6 +208,8 @@ void report() {
         "  angle error: median %.3f max %.3f deg; position error: median %.3f max %.3f px\n",
         median(angleErr), *std::max_element(angleErr.begin(), angleErr.end()), median(transErr),
         *std::max_element(transErr.begin(), transErr.end()));
+    std::printf("  scale error: median %.4f max %.4f\n", median(scaleErr),
+                *std::max_element(scaleErr.begin(), scaleErr.end()));
 
     for (const char* name : kFonts) {
         const xcSynthFont font(xcSynthFont::locate(name));
@@ -241,10 +245,13 @@ void report() {
         const char* font;
         char32_t expected, drawn;
     };
-    const Pair pairs[] = {{"DejaVuSans.ttf", U'B', U'8'},     {"DejaVuSans.ttf", U'O', U'Q'},
-                          {"DejaVuSans.ttf", U'C', U'G'},     {"DejaVuSans.ttf", U'E', U'F'},
-                          {"DejaVuSansMono.ttf", U'0', U'O'}, {"DejaVuSansMono.ttf", U'1', U'l'},
-                          {"DejaVuSerif.ttf", U'5', U'S'},    {"DejaVuSerif.ttf", U'R', U'A'}};
+    const Pair pairs[] = {{"DejaVuSans.ttf", U'B', U'8'},     {"DejaVuSans.ttf", U'8', U'B'},
+                          {"DejaVuSans.ttf", U'O', U'Q'},     {"DejaVuSans.ttf", U'Q', U'O'},
+                          {"DejaVuSans.ttf", U'1', U'I'},     {"DejaVuSans.ttf", U'I', U'l'},
+                          {"DejaVuSansMono.ttf", U'O', U'0'}, {"DejaVuSans.ttf", U'C', U'G'},
+                          {"DejaVuSans.ttf", U'E', U'F'},     {"DejaVuSansMono.ttf", U'0', U'O'},
+                          {"DejaVuSansMono.ttf", U'1', U'l'}, {"DejaVuSerif.ttf", U'5', U'S'},
+                          {"DejaVuSerif.ttf", U'R', U'A'}};
     for (const Pair& p : pairs) {
         const xcSynthFont font(xcSynthFont::locate(p.font));
         const auto a = alphabet(font, std::u32string{p.expected, p.drawn});

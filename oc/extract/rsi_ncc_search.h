@@ -16,14 +16,23 @@
 //
 // Frames. A variant's pattern has the model image's pixel frame as its client frame, so a
 // correlation location is where the model image's pixel origin (0, 0) lies. An instance's pose
-// maps the model image's pixel frame into the searched image's client frame: translation = the
-// location, rotation and scale = those of (searched image's client-from-image) o (variant's
-// rotation and scale). Its footprint is the model window mapped by that pose. A caller whose
-// characters carry their own client frame C (client-from-image of the model image) gets the
-// client-frame pose as pose o C^-1.
+// maps the model image's pixel frame into the searched image's client frame: rotation and
+// scale = those of (searched image's client-from-image) o (angle and scale), translation =
+// where the model image's origin lies. Its footprint is the model window mapped by that pose.
+// A caller whose characters carry their own client frame C (client-from-image of the model
+// image) gets the client-frame pose as pose o C^-1.
 //
-// Costs: training makes one resampled image and one pattern per variant (52 for the
-// refinement's grid); a run correlates each variant once over the searched window.
+// Pose between the variants. The angle, scale and translation of the pose are fitted over the
+// variants around the instance's own (up to 3 angle steps and 1 scale step away, each run near
+// the instance; variant_peak_fit.h): the top of a quadric through their scores and the plane
+// through their locations there. The instance's score, location and variant stay those of the
+// best variant. The grid's steps (0.5 degrees, 3 %) are coarser than the pose needs, and
+// neighbouring variants' scores differ by about their noise.
+//
+// Costs: training makes one resampled image, one pattern and one halved pattern per variant
+// (52 for the refinement's grid). A run that keeps one instance screens (see screening());
+// otherwise each variant runs once over the searched window. The pose fit runs the
+// neighbours of each instance on small windows.
 //
 // Copies share the trained patterns (they never change after training). Runs are const and
 // re-entrant.
@@ -90,12 +99,50 @@ public:
              const xcRSINccSearchRunParams& runParams, xcPtrHandle<xc_SearchResult>& result,
              xcDiagObject* diag = nullptr, unsigned long flags = 0) const;
 
+    // Screening (on by default) lets a run that keeps one instance correlate only the few
+    // variants whose halved patterns score best over the halved window, and the grid
+    // neighbours it climbs to from the best of them; off, every variant runs over the whole
+    // window. Both find the same best instance wherever the best variant's halved pattern is
+    // among the best few; the tests compare them.
+    bool screening() const { return m_screening; }
+    void screening(bool on) { m_screening = on; }
+
 private:
+    // The variants run in one search near one place: per variant 0 not run, 1 with its
+    // result, -1 without a result.
+    struct RunCache {
+        std::vector<signed char> state;
+        std::vector<xc_SearchInstance> results;
+    };
     void train_(const xcPelBuffer_const<unsigned char>& image);
+    bool runVariant_(std::size_t k, const xcPelBuffer_const<unsigned char>& image,
+                     const xcNccSearchRunParams& run, xcNccSearchResultSet& found) const;
+    std::vector<xc_SearchInstance> allVariants_(const xcPelBuffer_const<unsigned char>& searched,
+                                                const xcNccSearchRunParams& run) const;
+    std::vector<xc_SearchInstance> screened_(const xcPelBuffer_const<unsigned char>& searched,
+                                             const xcNccSearchRunParams& run,
+                                             RunCache& cache) const;
+    bool runAround_(std::size_t k, const xcVector<2>& corner,
+                    const xcPelBuffer_const<unsigned char>& searched,
+                    const xcNccSearchRunParams& run, xc_SearchInstance& out) const;
+    bool runNear_(std::size_t k, const xc_SearchInstance& best,
+                  const xcPelBuffer_const<unsigned char>& searched, const xcNccSearchRunParams& run,
+                  xc_SearchInstance& out) const;
+    std::vector<xc_SearchInstance> neighbours_(const xc_SearchInstance& best,
+                                               const xcPelBuffer_const<unsigned char>& searched,
+                                               const xcNccSearchRunParams& run, long angleSteps,
+                                               RunCache& cache) const;
+    void fitPose_(xc_SearchInstance& inst, const xcPelBuffer_const<unsigned char>& searched,
+                  const xcNccSearchRunParams& run, RunCache& cache) const;
 
     std::wstring m_name;
     xcPelRect m_window;
     xcRSINccSearchParams m_params;
     std::vector<xcNccSearchModel> m_models;
     std::vector<xcXform<2>> m_variantPoses;
+    // Per variant: its halved pattern for screening (empty when a variant is too small to
+    // halve), and the map from the model image's pixels to its pattern's pixels.
+    std::vector<xcNccSearchModel> m_screens;
+    std::vector<xcXform<2>> m_templateFromModel;
+    bool m_screening = true;
 };

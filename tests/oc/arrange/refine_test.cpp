@@ -212,6 +212,7 @@ TEST(RefineArrangement, PlantedPosesAreRefinedOntoTheTruth) {
         xf_RefineArrangement(s.image, a.alphabet, keys, poses, statuses, scores, nullptr, 0,
                              &counts);
         EXPECT_EQ(counts.modelsBuilt, 7);  // A K R S 3 x 7, one each
+        int within = 0;
         for (std::size_t i = 0; i < keys.size(); ++i) {
             SCOPED_TRACE(i);
             const xcSynthCharTruth& t = s.truth.chars[i];
@@ -224,14 +225,18 @@ TEST(RefineArrangement, PlantedPosesAreRefinedOntoTheTruth) {
                 EXPECT_EQ(poses[i].scale, before[i].scale);
                 continue;
             }
-            // The pose comes from the grid: angles 0.5 degrees and scales 3 % apart (1.0 is not
-            // on it), so a neighbouring variant may fit as well; the bounds allow for that.
+            // The pose is fitted between the variants, finer than the grid's steps. The angle
+            // of a round character (3, S) rests on scores that change little with it.
             EXPECT_EQ(statuses[i], kMatched);
             EXPECT_GT(scores[i], 0.9);
-            EXPECT_LT((poses[i].translation - t.pose.position).len(), 0.5);
-            EXPECT_LT(angleDiffDeg(poses[i], t.pose.angle), 1.3);
-            EXPECT_NEAR(poses[i].scale, t.pose.scale, 0.02);
+            const double et = (poses[i].translation - t.pose.position).len();
+            const double ea = angleDiffDeg(poses[i], t.pose.angle);
+            EXPECT_LT(et, 0.2);
+            EXPECT_LT(ea, 0.6);
+            EXPECT_NEAR(poses[i].scale, t.pose.scale, 0.01);
+            within += et < 0.2 && ea < 0.3 ? 1 : 0;
         }
+        EXPECT_GE(within, 4);  // of the 5 refined positions
     }
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <string>
 
 #include "oc/extract/extract_defs.h"
 #include "platform/core/exception.h"
@@ -144,7 +145,8 @@ TEST_F(RSINccSearchModelTest, TrainsOneVariantPerScaleAndAngle) {
 }
 
 // The character drawn at a pose inside the grid is found by the variant of that angle and
-// scale; the pose maps the model image's pixels onto the truth.
+// scale; the pose, fitted between that variant and its neighbours, maps the model image's
+// pixels onto the truth.
 TEST_F(RSINccSearchModelTest, FindsThePlantedVariantAndPose) {
     struct Case {
         double angle, scale;
@@ -165,15 +167,53 @@ TEST_F(RSINccSearchModelTest, FindsThePlantedVariantAndPose) {
         EXPECT_EQ(inst.variant(), c.variant);
         EXPECT_GT(inst.score(), 0.95);
         const xcXform<2> truth = s.truth.chars[0].xform * glyph_->clientFromImage;
-        EXPECT_LT((inst.pose().trans() - truth.trans()).len(), 0.25);
-        EXPECT_EQ(inst.location(), inst.pose().trans());
-        EXPECT_NEAR(refine_test::angleDeg(inst.pose()), c.angle, 1e-9);
-        EXPECT_NEAR(refine_test::scaleOf(inst.pose()), refine_test::scaleOf(truth), 1e-9);
+        EXPECT_LT((inst.pose().trans() - truth.trans()).len(), 0.1);
+        EXPECT_LT((inst.location() - truth.trans()).len(), 0.25);
+        EXPECT_NEAR(refine_test::angleDeg(inst.pose()), c.angle, 0.2);
+        EXPECT_NEAR(refine_test::scaleOf(inst.pose()), refine_test::scaleOf(truth), 0.005);
         // The footprint is the model window under the pose.
         EXPECT_TRUE(xfRealEq(inst.affRect(), xcAffineRectangle(glyph_->cell).map(inst.pose())));
         EXPECT_EQ(result->pose(0), inst.pose());
         EXPECT_EQ(result->score(0), inst.score());
         EXPECT_GE(result->time(), 0.0);
+    }
+}
+
+// Screening runs a few variants and the neighbours of the best one; it finds the instance that
+// running every variant finds, for the expected character and for others drawn in its place.
+TEST(RSINccSearchScreening, FindsTheInstanceEveryVariantFinds) {
+    struct Case {
+        const char* font;
+        char32_t model, drawn;
+        double angle, scale;
+    };
+    const Case cases[] = {
+        {"DejaVuSansMono.ttf", U'S', U'S', 1.2, 0.99}, {"DejaVuSans.ttf", U'g', U'g', -0.7, 1.02},
+        {"DejaVuSerif.ttf", U'3', U'3', 2.6, 1.05},    {"DejaVuSans.ttf", U'B', U'8', 0.0, 1.0},
+        {"DejaVuSans.ttf", U'O', U'Q', -1.0, 0.98},    {"DejaVuSansMono.ttf", U'0', U'O', 0.4, 1.0},
+        {"DejaVuSansMono.ttf", U'K', U'x', 0.0, 1.0},  {"DejaVuSerif.ttf", U'5', U'S', 0.0, 1.0},
+        {"DejaVuSerif.ttf", U'R', U'A', 0.0, 1.0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.font) + " " + char(c.model) + " on " + char(c.drawn));
+        const xcSynthGlyph g = refine_test::glyph(c.font, c.model, 28.0);
+        xcRSINccSearchModel m(refine_test::cellImage(g), xcPelBuffer_const<unsigned char>(),
+                              refineGrid(), L"m");
+        const Placed p{c.drawn, xcVector<2>(25.4, 55.7), c.angle, c.scale};
+        const xcSynthScene s = refine_test::scene(c.font, 28.0, {p}, 70, 75, 3.0);
+        xcPtrHandle<xc_SearchResult> fast, plain;
+        EXPECT_TRUE(m.screening());
+        m.run(s.image, refineRun(), fast);
+        m.screening(false);
+        m.run(s.image, refineRun(), plain);
+        ASSERT_EQ(fast->found(), plain->found());
+        if (!plain->found()) continue;
+        const xc_SearchInstance& a = fast->instance(0);
+        const xc_SearchInstance& b = plain->instance(0);
+        EXPECT_NEAR(a.score(), b.score(), 1e-3);
+        EXPECT_LT((a.location() - b.location()).len(), 0.05);
+        EXPECT_LT((a.pose().trans() - b.pose().trans()).len(), 0.05);
+        EXPECT_NEAR(refine_test::angleDeg(a.pose()), refine_test::angleDeg(b.pose()), 0.05);
     }
 }
 
@@ -201,7 +241,7 @@ TEST_F(RSINccSearchModelTest, BestInstanceOverAllVariantsWins) {
     model_->run(s.image, refineRun(), result);
     EXPECT_EQ(result.get(), before);  // a given result is reused
     ASSERT_EQ(result->numInstances(), 1);
-    EXPECT_EQ(result->score(0), best);
+    EXPECT_NEAR(result->score(0), best, 1e-9);
     EXPECT_EQ(result->instance(0).variant(), bestVariant);
 
     xcRSINccSearchRunParams all = refineRun();
