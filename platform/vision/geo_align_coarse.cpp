@@ -305,8 +305,8 @@ std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
         bool any = false;
         for (long v = 0; v < mh; ++v) {
             xcAttention::check();
-            const bool row = xf_GeoScanRow(resp, t, v, minSum, sums.data() + v * mw,
-                                           runHits.data() + v * runs);
+            const bool row =
+                xf_GeoScanRow(resp, t, v, minSum, sums.data() + v * mw, runHits.data() + v * runs);
             live[static_cast<size_t>(v)] = row;
             any |= row;
         }

@@ -42,8 +42,8 @@ constexpr double kGiveUpFactor = 0.8;
 // the pattern's coarse points) adds kPerLump candidates.
 constexpr double kPerLump = 1.0;
 long maxCandidates(long numToFind, long edgePixels, long patternPoints) {
-    const double lumps = static_cast<double>(edgePixels) /
-                         static_cast<double>(std::max(1L, patternPoints));
+    const double lumps =
+        static_cast<double>(edgePixels) / static_cast<double>(std::max(1L, patternPoints));
     return 24 + 4 * numToFind + static_cast<long>(std::ceil(kPerLump * lumps));
 }
 
