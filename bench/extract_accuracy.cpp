@@ -18,11 +18,14 @@
 //
 //   bench_extract_accuracy [--scenes=300] [--seed=1] [--min-size=20] [--max-size=40]
 //                          [--verbose] [--only=N] [--symmetry-table [--size=28]]
+// --verbose prints every miss and a line per scene ending in a digest of every instance's pose
+// and score (two builds with the same digests found the same instances).
 // --symmetry-table prints, for DejaVu Sans Mono 0-9, A-Z and a few lower-case letters, whether
 // the character gets a pattern (edge test), its symmetry class and the score of its pattern on
 // its own image turned by 180 degrees, then exits.
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -276,12 +279,27 @@ int main(int argc, char** argv) {
                 }
             }
         }
-        if (o.verbose)
+        if (o.verbose) {
+            // A digest of every instance (pose to 1e-9, score), to tell whether a change of the
+            // search changed its results.
+            std::uint64_t digest = 1469598103934665603ull;
+            for (const auto& h : r.uniqueCharResults())
+                for (long i = 0; i < h->numInstances(); ++i) {
+                    const xcXform<2> q = h->pose(i);
+                    char buf[160];
+                    std::snprintf(buf, sizeof buf, "%.9g %.9g %.9g %.9g %.9g %.9g %.9g",
+                                  q.matrix()(0, 0), q.matrix()(0, 1), q.matrix()(1, 0),
+                                  q.matrix()(1, 1), q.trans().x(), q.trans().y(), h->score(i));
+                    for (const char* c = buf; *c; ++c)
+                        digest = (digest ^ static_cast<unsigned char>(*c)) * 1099511628211ull;
+                }
             std::printf(
                 "scene %ld: %s em %.1f angle %.1f scale %.3f lines %d chars %zu misses %ld "
-                "lock %ld at %.3f train %.1f ms search %.1f ms\n",
+                "lock %ld at %.3f train %.1f ms search %.1f ms digest %016llx\n",
                 s, s % 2 ? "Sans" : "Mono", em, angle, scale, numLines, all.size(), sceneMisses,
-                m.scaleLockIndex(), m.lockedScale(), r.trainTime(), r.searchTime());
+                m.scaleLockIndex(), m.lockedScale(), r.trainTime(), r.searchTime(),
+                static_cast<unsigned long long>(digest));
+        }
     }
     auto median = [](std::vector<double> v) {
         std::sort(v.begin(), v.end());

@@ -47,32 +47,40 @@ const AgreementTable& agreementTable() {
 
 // Appends the maxima of a template's score map (rows with `live` set hold sums, -1 for the
 // placements ruled out; other rows hold nothing): placements whose sum reaches minSum and beats
-// its eight neighbours (ties go to the first in raster order).
+// its eight neighbours (ties go to the first in raster order). runHits holds, for each row, a
+// flag per run of kRun placements: whether the run holds a sum that reaches minSum; only those
+// runs are looked at.
 template <class Sink>
-void mapMaxima(const std::vector<std::int32_t>& sums, const std::vector<char>& live, long w, long h,
-               std::int32_t minSum, long ti, Sink&& add) {
+void mapMaxima(const std::vector<std::int32_t>& sums, const std::vector<char>& live,
+               const std::vector<unsigned char>& runHits, long w, long h, std::int32_t minSum,
+               long ti, Sink&& add) {
+    const long runs = (w + kRun - 1) / kRun;
     for (long v = 0; v < h; ++v) {
         if (!live[static_cast<size_t>(v)]) continue;
         const std::int32_t* row = sums.data() + v * w;
         const std::int32_t* up = v > 0 && live[static_cast<size_t>(v - 1)] ? row - w : nullptr;
         const std::int32_t* down =
             v + 1 < h && live[static_cast<size_t>(v + 1)] ? row + w : nullptr;
-        for (long u = 0; u < w; ++u) {
-            const std::int32_t s = row[u];
-            if (s < minSum) continue;
-            // Earlier neighbours must not exceed s, later ones must stay below it.
-            if (u > 0 && row[u - 1] > s) continue;
-            if (u + 1 < w && row[u + 1] >= s) continue;
-            bool top = true;
-            if (up)
-                for (long x = std::max(0L, u - 1); x <= std::min(w - 1, u + 1) && top; ++x)
-                    top = up[x] <= s;
-            if (top && down)
-                for (long x = std::max(0L, u - 1); x <= std::min(w - 1, u + 1) && top; ++x)
-                    top = down[x] < s;
-            if (top)
-                add(xc_GeoHit{s, static_cast<std::int32_t>(u), static_cast<std::int32_t>(v),
-                              static_cast<std::int32_t>(ti)});
+        const unsigned char* flags = runHits.data() + v * runs;
+        for (long r = 0; r < runs; ++r) {
+            if (!flags[r]) continue;
+            for (long u = r * kRun; u < std::min(w, (r + 1) * kRun); ++u) {
+                const std::int32_t s = row[u];
+                if (s < minSum) continue;
+                // Earlier neighbours must not exceed s, later ones must stay below it.
+                if (u > 0 && row[u - 1] > s) continue;
+                if (u + 1 < w && row[u + 1] >= s) continue;
+                bool top = true;
+                if (up)
+                    for (long x = std::max(0L, u - 1); x <= std::min(w - 1, u + 1) && top; ++x)
+                        top = up[x] <= s;
+                if (top && down)
+                    for (long x = std::max(0L, u - 1); x <= std::min(w - 1, u + 1) && top; ++x)
+                        top = down[x] < s;
+                if (top)
+                    add(xc_GeoHit{s, static_cast<std::int32_t>(u), static_cast<std::int32_t>(v),
+                                  static_cast<std::int32_t>(ti)});
+            }
         }
     }
 }
@@ -167,24 +175,29 @@ xc_GeoTemplate xf_GeoMakeTemplate(const std::vector<xc_GeoPoint>& points, int le
 }
 
 bool xf_GeoScanRowPlain(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v,
-                        std::int32_t minSum, std::int32_t* sums) {
+                        std::int32_t minSum, std::int32_t* sums, unsigned char* runHits) {
     const long w = resp.width();
     std::fill(sums, sums + w, 0);
     const unsigned char* base = resp.origin() + v * resp.stride();
     for (std::int32_t off : t.offsets)
         for (long u = 0; u < w; ++u) sums[u] += base[u + off];
+    if (runHits) std::fill(runHits, runHits + (w + kRun - 1) / kRun, 0);
     bool any = false;
-    for (long u = 0; u < w; ++u) any |= sums[u] >= minSum;
+    for (long u = 0; u < w; ++u)
+        if (sums[u] >= minSum) {
+            any = true;
+            if (runHits) runHits[u / kRun] = 1;
+        }
     return any;
 }
 
 bool xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v, std::int32_t minSum,
-                   std::int32_t* out) {
+                   std::int32_t* out, unsigned char* runHits) {
 #if defined(__SSE2__)
     const long w = resp.width();
     const long n = static_cast<long>(t.offsets.size());
     // Sums stay below 2^15 (at most 128 points of 255), so signed 16-bit lanes hold them.
-    if (n > 128) return xf_GeoScanRowPlain(resp, t, v, minSum, out);
+    if (n > 128) return xf_GeoScanRowPlain(resp, t, v, minSum, out, runHits);
     const long runs = (w + kRun - 1) / kRun;
     const unsigned char* base = resp.origin() + v * resp.stride();
     const std::int32_t* off = t.offsets.data();
@@ -197,6 +210,7 @@ bool xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v, 
         // Bound 1: the edge pixels under the template's reach for these placements.
         const long edges =
             resp.edgeCount(u0 + t.dxMin, v + t.dyMin, u0 + kRun - 1 + t.dxMax, v + t.dyMax);
+        if (runHits) runHits[r] = 0;
         if (std::min(n, edges * t.multiplicity) * 255 < minSum) {
             std::fill(o, o + m, -1);
             continue;
@@ -237,14 +251,17 @@ bool xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v, 
         _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 8), a1);
         _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 16), a2);
         _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 24), a3);
+        bool anyRun = false;
         for (long j = 0; j < m; ++j) {
             o[j] = lanes[j];
-            anyRow |= lanes[j] >= minSum;
+            anyRun |= lanes[j] >= minSum;
         }
+        if (runHits) runHits[r] = anyRun;
+        anyRow |= anyRun;
     }
     return anyRow;
 #else
-    return xf_GeoScanRowPlain(resp, t, v, minSum, out);
+    return xf_GeoScanRowPlain(resp, t, v, minSum, out, runHits);
 #endif
 }
 
@@ -276,6 +293,8 @@ std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
     const long mw = resp.width(), mh = resp.height();
     std::vector<std::int32_t> sums(static_cast<size_t>(mw * mh));
     std::vector<char> live(static_cast<size_t>(mh));
+    const long runs = (mw + kRun - 1) / kRun;
+    std::vector<unsigned char> runHits(static_cast<size_t>(mh * runs));
     // Templates are made as they are used, one at a time: a run's memory does not grow with
     // the grid, and every template's making and scan are polled.
     for (long ti = 0; ti < na * ns; ++ti) {
@@ -286,11 +305,12 @@ std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
         bool any = false;
         for (long v = 0; v < mh; ++v) {
             xcAttention::check();
-            const bool row = xf_GeoScanRow(resp, t, v, minSum, sums.data() + v * mw);
+            const bool row =
+                xf_GeoScanRow(resp, t, v, minSum, sums.data() + v * mw, runHits.data() + v * runs);
             live[static_cast<size_t>(v)] = row;
             any |= row;
         }
-        if (any) mapMaxima(sums, live, mw, mh, minSum, ti, add);
+        if (any) mapMaxima(sums, live, runHits, mw, mh, minSum, ti, add);
     }
 
     // Strongest first; a hit within kNearPixels pixels and kNearAngleSteps angle steps (one scale

@@ -88,10 +88,12 @@ struct xc_GeoHit {
 // placement that may reach minSum; the fast version (SSE2 where available) writes -1 for the
 // placements that the bounds above rule out (their sums are below minSum). Both return whether
 // some placement of the row reaches minSum; where a sum reaches minSum, both hold the same.
+// runHits, when given, gets one flag per run of 32 placements ((width + 31) / 32 of them):
+// whether a sum of the run reaches minSum.
 bool xf_GeoScanRowPlain(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v,
-                        std::int32_t minSum, std::int32_t* sums);
+                        std::int32_t minSum, std::int32_t* sums, unsigned char* runHits = nullptr);
 bool xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v, std::int32_t minSum,
-                   std::int32_t* sums);
+                   std::int32_t* sums, unsigned char* runHits = nullptr);
 
 // The coarse grid of a run and its search.
 struct xc_GeoCoarseGrid {

@@ -10,15 +10,6 @@ namespace {
 constexpr double kStep = 0.5;  // sampling step along a normal, level pixels
 constexpr int kMaxSamples = 17;
 
-// Catmull-Rom weights of the taps -1, 0, 1, 2 at fraction t.
-inline void cubicWeights(float t, float w[4]) {
-    const float t2 = t * t, t3 = t2 * t;
-    w[0] = 0.5f * (-t3 + 2 * t2 - t);
-    w[1] = 0.5f * (3 * t3 - 5 * t2 + 2);
-    w[2] = 0.5f * (-3 * t3 + 4 * t2 + t);
-    w[3] = 0.5f * (t3 - t2);
-}
-
 }  // namespace
 
 void xc_GeoGradField::compute(const xc_GeoPlane& plane, const xc_GeoPlane* mask, double smoothing,
@@ -59,45 +50,6 @@ void xc_GeoGradField::assign(long x0, long y0, long w, long h, std::vector<std::
     m_h = h;
     m_gx = std::move(gx);
     m_gy = std::move(gy);
-}
-
-bool xc_GeoGradField::sample(double x, double y, float& gxOut, float& gyOut) const {
-    const double fx = x - 0.5, fy = y - 0.5;
-    const double flx = std::floor(fx), fly = std::floor(fy);
-    const long ix = static_cast<long>(flx), iy = static_cast<long>(fly);
-    if (ix < m_x0 || iy < m_y0 || ix + 1 >= m_x0 + m_w || iy + 1 >= m_y0 + m_h) return false;
-    const float ax = static_cast<float>(fx - flx), ay = static_cast<float>(fy - fly);
-    const std::size_t i = idx_(ix, iy);
-    const std::size_t j = i + static_cast<std::size_t>(m_w);
-    const float w00 = (1 - ax) * (1 - ay), w10 = ax * (1 - ay), w01 = (1 - ax) * ay, w11 = ax * ay;
-    gxOut = w00 * m_gx[i] + w10 * m_gx[i + 1] + w01 * m_gx[j] + w11 * m_gx[j + 1];
-    gyOut = w00 * m_gy[i] + w10 * m_gy[i + 1] + w01 * m_gy[j] + w11 * m_gy[j + 1];
-    return true;
-}
-
-bool xc_GeoGradField::sampleCubic(double x, double y, float& gxOut, float& gyOut) const {
-    const double fx = x - 0.5, fy = y - 0.5;
-    const double flx = std::floor(fx), fly = std::floor(fy);
-    const long ix = static_cast<long>(flx), iy = static_cast<long>(fly);
-    if (ix - 1 < m_x0 || iy - 1 < m_y0 || ix + 2 >= m_x0 + m_w || iy + 2 >= m_y0 + m_h)
-        return false;
-    float wx[4], wy[4];
-    cubicWeights(static_cast<float>(fx - flx), wx);
-    cubicWeights(static_cast<float>(fy - fly), wy);
-    float sx = 0, sy = 0;
-    for (int j = 0; j < 4; ++j) {
-        const std::size_t r = idx_(ix - 1, iy - 1 + j);
-        float rx = 0, ry = 0;
-        for (int i = 0; i < 4; ++i) {
-            rx += wx[i] * m_gx[r + static_cast<size_t>(i)];
-            ry += wx[i] * m_gy[r + static_cast<size_t>(i)];
-        }
-        sx += wy[j] * rx;
-        sy += wy[j] * ry;
-    }
-    gxOut = sx;
-    gyOut = sy;
-    return true;
 }
 
 bool xf_GeoEdgeAlongNormal(const xc_GeoGradField& field, double qx, double qy, float nx, float ny,

@@ -27,6 +27,17 @@ std::vector<float> shiftedGaussian(double sigma, double shift, long r) {
     return w;
 }
 
+// std::lround for values well inside the 16-bit range, without the library call.
+inline std::int16_t roundHalfAway(float v) {
+    long i = static_cast<long>(v);  // towards zero
+    const float frac = v - static_cast<float>(i);
+    if (frac >= 0.5f)
+        ++i;
+    else if (frac <= -0.5f)
+        --i;
+    return static_cast<std::int16_t>(i);
+}
+
 // The gradient field of the rectangle [x0, x0 + w) x [y0, y0 + h) of the plane blurred by a
 // Gaussian of `sigma` centred at (sx, sy) (the image content moves by the shift), in the
 // field's units (xc_GeoGradField::kUnits per grey level per pixel).
@@ -35,30 +46,32 @@ void shiftedField(const xc_GeoPlane& plane, double sigma, double sx, double sy, 
     const long r = static_cast<long>(std::ceil(3.0 * sigma + std::fabs(sx) + std::fabs(sy))) + 1;
     const std::vector<float> kx = shiftedGaussian(sigma, sx, r);
     const std::vector<float> ky = shiftedGaussian(sigma, sy, r);
-    // Blurred values of the rectangle grown by one pixel for the Sobel operator.
+    // Blurred values of the rectangle grown by one pixel for the Sobel operator. Each value is
+    // the sum of its taps in the order t = -r ... r (the loops run over the pixels innermost).
     const long bw = w + 2, bh = h + 2;
-    std::vector<float> rows(static_cast<size_t>(bw * (bh + 2 * r)));
+    std::vector<float> rows(static_cast<size_t>(bw * (bh + 2 * r)), 0.0f);
+    std::vector<float> src(static_cast<size_t>(bw + 2 * r));  // a row, edge pixels repeated
     for (long j = 0; j < bh + 2 * r; ++j) {
         const long y = std::clamp(y0 - 1 - r + j, 0L, plane.h - 1);
-        const unsigned char* src = plane.row(y);
+        const unsigned char* in = plane.row(y);
+        for (long k = 0; k < bw + 2 * r; ++k)
+            src[static_cast<size_t>(k)] = in[std::clamp(x0 - 1 - r + k, 0L, plane.w - 1)];
         float* dst = rows.data() + j * bw;
-        for (long i = 0; i < bw; ++i) {
-            const long x = x0 - 1 + i;
-            float s = 0;
-            for (long t = -r; t <= r; ++t)
-                s += kx[static_cast<size_t>(t + r)] * src[std::clamp(x - t, 0L, plane.w - 1)];
-            dst[i] = s;
+        for (long t = -r; t <= r; ++t) {
+            const float kt = kx[static_cast<size_t>(t + r)];
+            const float* s = src.data() + r - t;
+            for (long i = 0; i < bw; ++i) dst[i] += kt * s[i];
         }
     }
-    std::vector<float> img(static_cast<size_t>(bw * bh));
-    for (long j = 0; j < bh; ++j)
-        for (long i = 0; i < bw; ++i) {
-            float s = 0;
-            for (long t = -r; t <= r; ++t)
-                s += ky[static_cast<size_t>(t + r)] *
-                     rows[static_cast<size_t>((j + r - t) * bw + i)];
-            img[static_cast<size_t>(j * bw + i)] = s;
+    std::vector<float> img(static_cast<size_t>(bw * bh), 0.0f);
+    for (long j = 0; j < bh; ++j) {
+        float* dst = img.data() + j * bw;
+        for (long t = -r; t <= r; ++t) {
+            const float kt = ky[static_cast<size_t>(t + r)];
+            const float* s = rows.data() + (j + r - t) * bw;
+            for (long i = 0; i < bw; ++i) dst[i] += kt * s[i];
         }
+    }
     // Sobel, scaled from 8 per grey level per pixel to the field's units.
     const float scale = xc_GeoGradField::kUnits / 8.0f;
     std::vector<std::int16_t> gx(static_cast<size_t>(w * h)), gy(static_cast<size_t>(w * h));
@@ -69,8 +82,8 @@ void shiftedField(const xc_GeoPlane& plane, double sigma, double sx, double sy, 
         for (long i = 0; i < w; ++i) {
             const float dx = (a[i + 2] - a[i]) + 2 * (b[i + 2] - b[i]) + (c[i + 2] - c[i]);
             const float dy = (c[i] + 2 * c[i + 1] + c[i + 2]) - (a[i] + 2 * a[i + 1] + a[i + 2]);
-            gx[static_cast<size_t>(j * w + i)] = static_cast<std::int16_t>(std::lround(dx * scale));
-            gy[static_cast<size_t>(j * w + i)] = static_cast<std::int16_t>(std::lround(dy * scale));
+            gx[static_cast<size_t>(j * w + i)] = roundHalfAway(dx * scale);
+            gy[static_cast<size_t>(j * w + i)] = roundHalfAway(dy * scale);
         }
     }
     out.assign(x0, y0, w, h, std::move(gx), std::move(gy));

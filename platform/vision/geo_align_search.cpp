@@ -37,8 +37,15 @@ constexpr double kGiveUpFactor = 0.8;
 
 // Candidates kept at the coarse level and through the tracking. Each neighbouring character of
 // a line of text leaves a few strong partial matches at the coarse level, some scoring better
-// than the instance itself.
-long maxCandidates(long numToFind) { return 24 + 4 * numToFind; }
+// than the instance itself, and in a long line those of the other characters alone can fill a
+// fixed quota; so every pattern-sized lump of edges in the searched level (its edge pixels over
+// the pattern's coarse points) adds kPerLump candidates.
+constexpr double kPerLump = 1.0;
+long maxCandidates(long numToFind, long edgePixels, long patternPoints) {
+    const double lumps =
+        static_cast<double>(edgePixels) / static_cast<double>(std::max(1L, patternPoints));
+    return 24 + 4 * numToFind + static_cast<long>(std::ceil(kPerLump * lumps));
+}
 
 // How client angles and scales relate to those of the image pixel frame: client angle =
 // sign * pixel angle + offset, client scale = factor * pixel scale (exact for similarity
@@ -240,11 +247,13 @@ void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
     }
 
     const double accept = params.acceptThreshold();
-    const long cap = maxCandidates(params.numToFind());
+    long cap = 0;
     std::vector<xc_GeoCandidate> cands;
     {
         const long border = static_cast<long>(std::ceil(top.radius * smax / g)) + 2;
         const xc_GeoResponse& resp = cache.response(coarse, setup.contrast, setup.polarity, border);
+        cap = maxCandidates(params.numToFind(), resp.edgeCount(0, 0, resp.width(), resp.height()),
+                            static_cast<long>(top.points.size()));
         cands = xf_GeoCoarseSearch(resp, top.points, coarse, grid,
                                    std::max(kMinCoarseScore, kCoarseFactor * accept), cap);
     }

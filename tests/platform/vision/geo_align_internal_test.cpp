@@ -33,11 +33,22 @@ TEST(GeoAlignCoarse, FastScanMatchesThePlainScanAtOddSizes) {
                 for (std::int32_t minSum : {1, 255 * 4, 255 * 12, 255 * 30}) {
                     std::vector<std::int32_t> fast(static_cast<size_t>(w)),
                         plain(static_cast<size_t>(w));
+                    const size_t runs = static_cast<size_t>((w + 31) / 32);
+                    std::vector<unsigned char> fastRuns(runs, 7), plainRuns(runs, 7);
                     long reached = 0;
                     for (long v = 0; v < h; ++v) {
-                        const bool a = xf_GeoScanRow(resp, t, v, minSum, fast.data());
-                        const bool b = xf_GeoScanRowPlain(resp, t, v, minSum, plain.data());
+                        const bool a =
+                            xf_GeoScanRow(resp, t, v, minSum, fast.data(), fastRuns.data());
+                        const bool b =
+                            xf_GeoScanRowPlain(resp, t, v, minSum, plain.data(), plainRuns.data());
                         EXPECT_EQ(a, b) << w << "x" << h << " row " << v << " " << minSum;
+                        EXPECT_EQ(fastRuns, plainRuns) << w << "x" << h << " row " << v;
+                        for (size_t r = 0; r < runs; ++r) {
+                            bool hit = false;
+                            for (size_t k = 32 * r; k < std::min(32 * r + 32, plain.size()); ++k)
+                                hit |= plain[k] >= minSum;
+                            EXPECT_EQ(plainRuns[r] != 0, hit) << "run " << r << " row " << v;
+                        }
                         for (long u = 0; u < w; ++u) {
                             const size_t k = static_cast<size_t>(u);
                             if (plain[k] >= minSum) {
