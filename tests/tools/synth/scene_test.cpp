@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "test_util.h"
+#include "tests/support/expect_error.h"
 #include "tools/synth/glyph_model.h"
 #include "tools/synth/truth_json.h"
 
@@ -147,14 +148,9 @@ TEST(SynthScene, CircularLayoutKeepsOriginsOnTheCircle) {
     }
     xcSynthSceneParams bad;
     bad.lines = {straight(L"A", {10, 10}, 0), circle(L"WW", c, 5.0, 0.0, true)};
-    try {
-        xfSynthScene(font, bad);
-        FAIL() << "no exception";
-    } catch (const xcBadArgument& e) {
-        EXPECT_STREQ(e.what(),
-                     "Line 1: Character step 31.640625 px is longer than the circle's "
-                     "diameter 10.000000 px");
-    }
+    expectError<xcBadArgument>([&] { xfSynthScene(font, bad); },
+                               L"Line 1: Character step 31.640625 px is longer than the circle's "
+                               L"diameter 10.000000 px");
 }
 
 TEST(SynthScene, SameSeedSameSceneOtherSeedOther) {
