@@ -7,8 +7,8 @@
 //     if (const auto e = expectError<xcArchive::UnknownVersion>([&] { in || target; }))
 //         EXPECT_EQ(e->number(), 1573);
 //
-// A failure names the expected class and what was seen instead: nothing, another class (with its
-// message), or the right class with another message.
+// A failure is reported at the caller's line and names the expected class and what was seen
+// instead: nothing, another class (with its message), or the right class with another message.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <exception>
 #include <optional>
+#include <source_location>
 #include <string>
 #include <typeinfo>
 #include <utility>
@@ -38,36 +39,41 @@ inline std::string typeName(const std::type_info& t) {
 // Runs `f` and expects it to throw exactly E (not a class derived from it). Returns a copy of the
 // exception, or nothing (with a test failure) when `f` returned or threw something else.
 template <class E, class F>
-std::optional<E> expectError(F&& f) {
+std::optional<E> expectError(F&& f, std::source_location at = std::source_location::current()) {
     const std::string expected = typeName(typeid(E));
     try {
         static_cast<void>(f());
     } catch (const E& e) {
         if (typeid(e) == typeid(E)) return e;
-        ADD_FAILURE() << "expected " << expected << ", caught " << typeName(typeid(e)) << ": "
-                      << testing::PrintToString(e.message());
+        ADD_FAILURE_AT(at.file_name(), static_cast<int>(at.line()))
+            << "expected " << expected << ", caught " << typeName(typeid(e)) << ": "
+            << testing::PrintToString(e.message());
         return std::nullopt;
     } catch (const xcException& e) {
-        ADD_FAILURE() << "expected " << expected << ", caught " << typeName(typeid(e)) << ": "
-                      << testing::PrintToString(e.message());
+        ADD_FAILURE_AT(at.file_name(), static_cast<int>(at.line()))
+            << "expected " << expected << ", caught " << typeName(typeid(e)) << ": "
+            << testing::PrintToString(e.message());
         return std::nullopt;
     } catch (const std::exception& e) {
-        ADD_FAILURE() << "expected " << expected << ", caught " << typeName(typeid(e)) << ": "
-                      << e.what();
+        ADD_FAILURE_AT(at.file_name(), static_cast<int>(at.line()))
+            << "expected " << expected << ", caught " << typeName(typeid(e)) << ": " << e.what();
         return std::nullopt;
     }
-    ADD_FAILURE() << "expected " << expected << ", nothing was thrown";
+    ADD_FAILURE_AT(at.file_name(), static_cast<int>(at.line()))
+        << "expected " << expected << ", nothing was thrown";
     return std::nullopt;
 }
 
 // As above, and the exception's message must be exactly `message`.
 template <class E, class F>
-std::optional<E> expectError(F&& f, const std::wstring& message) {
-    std::optional<E> e = expectError<E>(std::forward<F>(f));
+std::optional<E> expectError(F&& f, const std::wstring& message,
+                             std::source_location at = std::source_location::current()) {
+    std::optional<E> e = expectError<E>(std::forward<F>(f), at);
     if (e && e->message() != message)
-        ADD_FAILURE() << "expected " << typeName(typeid(E)) << " with message "
-                      << testing::PrintToString(message) << ", caught it with message "
-                      << testing::PrintToString(e->message());
+        ADD_FAILURE_AT(at.file_name(), static_cast<int>(at.line()))
+            << "expected " << typeName(typeid(E)) << " with message "
+            << testing::PrintToString(message) << ", caught it with message "
+            << testing::PrintToString(e->message());
     return e;
 }
 
