@@ -10,6 +10,7 @@
 #include "oc/defs/status_converter.h"
 #include "platform/core/archive.h"
 #include "platform/core/status.h"
+#include "tests/support/expect_error.h"
 
 namespace {
 
@@ -94,25 +95,20 @@ TEST(OCErrors, VersionAboveZeroNamesTheLevel) {
         bad[body + level] = 1;
         xcArchive in{std::span<const unsigned char>(bad)};
         xcOCDefs::BadKey target;
-        try {
-            in || target;
-            FAIL() << "no version error at level " << level;
-        } catch (const xcArchive::UnknownVersion& e) {
-            EXPECT_EQ(e.className(), level == 0 ? L"xcOCDefs::BadKey" : L"xcOCDefs::Errors");
-            EXPECT_EQ(e.number(), 0);
+        SCOPED_TRACE(level);
+        if (const auto e = expectError<xcArchive::UnknownVersion>([&] { in || target; })) {
+            EXPECT_EQ(e->className(), level == 0 ? L"xcOCDefs::BadKey" : L"xcOCDefs::Errors");
+            EXPECT_EQ(e->number(), 0);
         }
     }
 }
 
 TEST(OCErrors, SuicideAndRethrowThrowsTheConcreteClass) {
     xcException* heap = new xcOCDefs::IntegerOverflow(L"Value overflows integer value range");
-    try {
-        heap->suicideAndRethrow();
-        FAIL();
-    } catch (const xcOCDefs::Errors& e) {
-        EXPECT_NE(dynamic_cast<const xcOCDefs::IntegerOverflow*>(&e), nullptr);
-        EXPECT_EQ(e.message(), L"Value overflows integer value range");
-        EXPECT_STREQ(e.what(), "Value overflows integer value range");
+    // expectError checks the class exactly: IntegerOverflow, not just xcOCDefs::Errors.
+    if (const auto e = expectError<xcOCDefs::IntegerOverflow>(
+            [&] { heap->suicideAndRethrow(); }, L"Value overflows integer value range")) {
+        EXPECT_STREQ(e->what(), "Value overflows integer value range");
     }
     xcException* other = new xcOCDefs::BadFileFormat();
     EXPECT_THROW(other->suicideAndRethrow(), xcOCDefs::BadFileFormat);
@@ -143,6 +139,7 @@ TEST(OCStatusConverter, TurnsTheFiveStatusesIntoModuleErrors) {
 
 TEST(OCPolarity, ConvertsTheThreeValuesAndRejectsOthers) {
     for (int v : {1, 2, 4}) {
+        SCOPED_TRACE(testing::Message() << "v " << v);
         xcOCDefs::Polarity p = xcOCDefs::ePolarityUnknown;
         xfConvertPolarity(static_cast<xoc_charPolarity>(v), p);
         EXPECT_EQ(static_cast<int>(p), v);
@@ -151,13 +148,10 @@ TEST(OCPolarity, ConvertsTheThreeValuesAndRejectsOthers) {
         EXPECT_EQ(static_cast<int>(c), v);
     }
     for (int v : {0, 3, 5, -1}) {
+        SCOPED_TRACE(v);
         xcOCDefs::Polarity p = xcOCDefs::eLightOnDark;
-        try {
-            xfConvertPolarity(static_cast<xoc_charPolarity>(v), p);
-            FAIL() << v;
-        } catch (const xcOCDefs::BadParams& e) {
-            EXPECT_EQ(e.message(), L"Illegal polarity");
-        }
+        expectError<xcOCDefs::BadParams>(
+            [&] { xfConvertPolarity(static_cast<xoc_charPolarity>(v), p); }, L"Illegal polarity");
         EXPECT_EQ(p, xcOCDefs::eLightOnDark);  // untouched
         xoc_charPolarity c = xoc_eDarkOnLight;
         EXPECT_THROW(xfConvertPolarity(static_cast<xcOCDefs::Polarity>(v), c), xcOCDefs::BadParams);

@@ -17,6 +17,7 @@
 #include "platform/core/timeout.h"
 #include "platform/diag/diag_object.h"
 #include "tests/oc/font/font_test_util.h"
+#include "tests/support/expect_error.h"
 
 using namespace font_test;
 
@@ -233,8 +234,9 @@ TEST(OCAlphabetCompile, ACharacterTooLargeForTheReferenceGeometryFailsTheCompile
     xcOCAlphabet a(models({areaModel(1, noiseImage(8, 8, 5), xcPelRect(0, 0, 8, 8)),
                            areaModel(2, strip, xcPelRect(0, 0, 20000, 2))}),
                    0.5, false);
-    EXPECT_OC_ERROR(a.compile(), xcOCDefs::BadParams,
-                    L"A character image is too large to resample into the reference geometry.");
+    expectError<xcOCDefs::BadParams>(
+        [&] { a.compile(); },
+        L"A character image is too large to resample into the reference geometry.");
     EXPECT_FALSE(a.isCompiled());
 
     // 16383 pixels need 32766 samples: resampled and compiled.
@@ -399,9 +401,10 @@ TEST(OCAlphabetCompile, ABlankAreaBeyondTheSamplingLimitsFailsBeforeAnyWork) {
                                   xcPelRect(0, 0, 32768, 4), xcPelRect(0, 0, 4097, 4096)}) {
         SCOPED_TRACE(area.width());
         xcOCAlphabet a(models({normal, blankModel(2, L"space", area)}), 0.5, false);
-        EXPECT_OC_ERROR(a.compile(), xcOCDefs::BadParams,
-                        L"A blank character's image area is too large to score: at most "
-                        L"16777216 pixels and 32767 on a side.");
+        expectError<xcOCDefs::BadParams>(
+            [&] { a.compile(); },
+            L"A blank character's image area is too large to score: at most "
+            L"16777216 pixels and 32767 on a side.");
         EXPECT_FALSE(a.isCompiled());
     }
     // A blank of character size compiles as before.

@@ -151,6 +151,7 @@ TEST(OCAlphabetGlyphs, TheSameGlyphCapturedAgainFindsItself) {
     // 2 times the size with a client frame scaled to match. At the reference size the copy is
     // found exactly; at other sizes after resampling (measured: >= 0.938, offsets <= 0.05 px).
     for (double scale : {1.0, 1.5, 2.0}) {
+        SCOPED_TRACE(testing::Message() << "scale " << scale);
         ConstModels models = glyphModels(1.0, L"O8");
         for (wchar_t c : std::wstring(L"O8"))
             models.push_back(

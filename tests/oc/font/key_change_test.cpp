@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "font_test_util.h"
+#include "tests/support/expect_error.h"
 
 using namespace font_test;
 
@@ -49,24 +50,27 @@ Keys currentOf(const xcOCLineArrangement& a, long line, long pos) {
 TEST(OCKeyChange, ChecksComeInOrder) {
     const xcOCLineArrangement a = arrangement();
     // An empty key list fails before the indices are looked at.
-    EXPECT_OC_ERROR(xfOCChangeCurrentKeys(a, -1, 99, Keys{}), xcOCDefs::BadKey, kNoKeys);
-    EXPECT_OC_ERROR(xfOCChangeCurrentKey(a, -1, 0, 1), xcOCDefs::BadParams, kBadLine);
-    EXPECT_OC_ERROR(xfOCChangeCurrentKey(a, 2, 0), xcOCDefs::BadParams, kBadLine);
-    EXPECT_OC_ERROR(xfOCChangeCurrentKey(a, 0, 3, 1), xcOCDefs::BadParams, kBadPosition);
-    EXPECT_OC_ERROR(xfOCChangeCurrentKey(a, 1, -1), xcOCDefs::BadParams, kBadPosition);
+    expectError<xcOCDefs::BadKey>([&] { xfOCChangeCurrentKeys(a, -1, 99, Keys{}); }, kNoKeys);
+    expectError<xcOCDefs::BadParams>([&] { xfOCChangeCurrentKey(a, -1, 0, 1); }, kBadLine);
+    expectError<xcOCDefs::BadParams>([&] { xfOCChangeCurrentKey(a, 2, 0); }, kBadLine);
+    expectError<xcOCDefs::BadParams>([&] { xfOCChangeCurrentKey(a, 0, 3, 1); }, kBadPosition);
+    expectError<xcOCDefs::BadParams>([&] { xfOCChangeCurrentKey(a, 1, -1); }, kBadPosition);
     // Key 4 is in the alphabet but not a possible key of position 0.
-    EXPECT_OC_ERROR(xfOCChangeCurrentKey(a, 0, 0, 4), xcOCDefs::BadKey, kNotInSet);
-    EXPECT_OC_ERROR(xfOCChangeCurrentKeys(a, 0, 0, Keys{2, 99}), xcOCDefs::BadKey, kNotInSet);
-    EXPECT_OC_ERROR(xfOCChangeCurrentKeys(a, 0, 0, Keys{2, 3, 2}), xcOCDefs::BadIndex,
-                    L"Key indices must be unique.");
+    expectError<xcOCDefs::BadKey>([&] { xfOCChangeCurrentKey(a, 0, 0, 4); }, kNotInSet);
+    expectError<xcOCDefs::BadKey>([&] { xfOCChangeCurrentKeys(a, 0, 0, Keys{2, 99}); }, kNotInSet);
+    expectError<xcOCDefs::BadIndex>(
+        [&] {
+            xfOCChangeCurrentKeys(a, 0, 0, Keys{2, 3, 2});
+        },
+        L"Key indices must be unique.");
     // By name: the line index first, then a name no character bears is an empty list.
-    EXPECT_OC_ERROR(xfOCChangeCurrentKeys(a, 5, 0, std::wstring(L"nobody")), xcOCDefs::BadParams,
-                    kBadLine);
-    EXPECT_OC_ERROR(xfOCChangeCurrentKeys(a, 0, 0, std::wstring(L"nobody")), xcOCDefs::BadKey,
-                    kNoKeys);
+    expectError<xcOCDefs::BadParams>(
+        [&] { xfOCChangeCurrentKeys(a, 5, 0, std::wstring(L"nobody")); }, kBadLine);
+    expectError<xcOCDefs::BadKey>([&] { xfOCChangeCurrentKeys(a, 0, 0, std::wstring(L"nobody")); },
+                                  kNoKeys);
     // "x" is in the alphabet but not among position 0's possible keys.
-    EXPECT_OC_ERROR(xfOCChangeCurrentKeys(a, 0, 0, std::wstring(L"x")), xcOCDefs::BadKey,
-                    kNotInSet);
+    expectError<xcOCDefs::BadKey>([&] { xfOCChangeCurrentKeys(a, 0, 0, std::wstring(L"x")); },
+                                  kNotInSet);
     EXPECT_TRUE(a == arrangement());
 }
 

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "font_test_util.h"
+#include "tests/support/expect_error.h"
 
 using namespace font_test;
 
@@ -46,37 +47,55 @@ TEST(OCLineArrangement, ConstructorsCheckInOrder) {
     const Lines ls{line(f, 2, L"a"), line(f, 3, L"b")};
     const xc2Rigid step({0, 30}, xcRadian(0.01));
     // Step form: uncertainties only, so no count can fail.
-    EXPECT_OC_ERROR(xcOCLineArrangement(ls, step, -1.0, xcRadian(-1)), xcOCDefs::BadParams,
-                    L"Line translation uncertainty must be >= 0");
-    EXPECT_OC_ERROR(xcOCLineArrangement(ls, step, kNaN, xcRadian(0)), xcOCDefs::BadParams,
-                    L"Line translation uncertainty must be >= 0");
-    EXPECT_OC_ERROR(xcOCLineArrangement(ls, step, 0.0, xcRadian(kNaN)), xcOCDefs::BadParams,
-                    L"Line rotation uncertainty must be >= 0");
+    expectError<xcOCDefs::BadParams>([&] { xcOCLineArrangement(ls, step, -1.0, xcRadian(-1)); },
+                                     L"Line translation uncertainty must be >= 0");
+    expectError<xcOCDefs::BadParams>([&] { xcOCLineArrangement(ls, step, kNaN, xcRadian(0)); },
+                                     L"Line translation uncertainty must be >= 0");
+    expectError<xcOCDefs::BadParams>([&] { xcOCLineArrangement(ls, step, 0.0, xcRadian(kNaN)); },
+                                     L"Line rotation uncertainty must be >= 0");
     // Pose form: the uncertainties come before the count.
-    EXPECT_OC_ERROR(xcOCLineArrangement(ls, Poses(1), 0.0, xcRadian(-1)), xcOCDefs::BadParams,
-                    L"Line rotation uncertainty must be >= 0");
-    EXPECT_OC_ERROR(xcOCLineArrangement(ls, Poses(1), 0.0, xcRadian(0)), xcOCDefs::BadParams,
-                    L"The number of line poses does not match the number of lines.");
+    expectError<xcOCDefs::BadParams>([&] { xcOCLineArrangement(ls, Poses(1), 0.0, xcRadian(-1)); },
+                                     L"Line rotation uncertainty must be >= 0");
+    expectError<xcOCDefs::BadParams>(
+        [&] { xcOCLineArrangement(ls, Poses(1), 0.0, xcRadian(0)); },
+        L"The number of line poses does not match the number of lines.");
     // All-vectors form: counts, then line by line.
     const Poses p(2);
     const Reals t0{0, 0};
     const Angles r0(2, xcRadian(0));
-    EXPECT_OC_ERROR(xcOCLineArrangement(ls, Poses(3), Reals{}, Angles{}), xcOCDefs::BadParams,
-                    L"The number of line poses does not match the number of lines.");
-    EXPECT_OC_ERROR(xcOCLineArrangement(ls, p, Reals{-1}, Angles{}), xcOCDefs::BadParams,
-                    L"The number of translation uncertainties does not match the number of "
-                    L"lines.");
-    EXPECT_OC_ERROR(xcOCLineArrangement(ls, p, Reals{-1, 0}, Angles{}), xcOCDefs::BadParams,
-                    L"The number of rotation uncertainties does not match the number of lines.");
-    EXPECT_OC_ERROR(xcOCLineArrangement(ls, p, Reals{0, -1}, Angles{xcRadian(-1), xcRadian(0)}),
-                    xcOCDefs::BadParams, L"Line rotation uncertainties must be >= 0");
-    EXPECT_OC_ERROR(xcOCLineArrangement(ls, p, Reals{0, -1}, r0), xcOCDefs::BadParams,
-                    L"Line position uncertaintiesp must be >= 0");
+    expectError<xcOCDefs::BadParams>(
+        [&] { xcOCLineArrangement(ls, Poses(3), Reals{}, Angles{}); },
+        L"The number of line poses does not match the number of lines.");
+    expectError<xcOCDefs::BadParams>(
+        [&] { xcOCLineArrangement(ls, p, Reals{-1}, Angles{}); },
+        L"The number of translation uncertainties does not match the number of "
+        L"lines.");
+    expectError<xcOCDefs::BadParams>(
+        [&] {
+            xcOCLineArrangement(ls, p, Reals{-1, 0}, Angles{});
+        },
+        L"The number of rotation uncertainties does not match the number of lines.");
+    expectError<xcOCDefs::BadParams>(
+        [&] {
+            xcOCLineArrangement(ls, p, Reals{0, -1}, Angles{xcRadian(-1), xcRadian(0)});
+        },
+        L"Line rotation uncertainties must be >= 0");
+    expectError<xcOCDefs::BadParams>(
+        [&] {
+            xcOCLineArrangement(ls, p, Reals{0, -1}, r0);
+        },
+        L"Line position uncertaintiesp must be >= 0");
     EXPECT_NO_THROW(xcOCLineArrangement(ls, p, Reals{kNaN, 0}, r0));
-    EXPECT_OC_ERROR(xcOCLineArrangement(ls, p, t0, Angles{xcRadian(0), xcRadian(kNaN)}),
-                    xcOCDefs::BadParams, L"Line rotation uncertainties must be >= 0");
-    EXPECT_OC_ERROR(xcOCLineArrangement(Lines{ls[0], LineHandle()}, p, t0, r0), xcOCDefs::BadParams,
-                    L"Every line handle must refer to a line.");
+    expectError<xcOCDefs::BadParams>(
+        [&] {
+            xcOCLineArrangement(ls, p, t0, Angles{xcRadian(0), xcRadian(kNaN)});
+        },
+        L"Line rotation uncertainties must be >= 0");
+    expectError<xcOCDefs::BadParams>(
+        [&] {
+            xcOCLineArrangement(Lines{ls[0], LineHandle()}, p, t0, r0);
+        },
+        L"Every line handle must refer to a line.");
 
     const xcOCLineArrangement stepped(ls, step, 0.5, xcRadian(0.02), L"page");
     ASSERT_EQ(stepped.numLines(), 2);
@@ -95,9 +114,9 @@ TEST(OCLineArrangement, ConstructorsCheckInOrder) {
                                     L"page") == stepped);
     EXPECT_TRUE(xcOCLineArrangement(mutableLines, Poses{xc2Rigid(), step}, Reals{0.5, 0.5},
                                     Angles(2, xcRadian(0.02)), L"page") == stepped);
-    EXPECT_OC_ERROR(xcOCLineArrangement(mutableLines, Poses(1), Reals{}, Angles{}),
-                    xcOCDefs::BadParams,
-                    L"The number of line poses does not match the number of lines.");
+    expectError<xcOCDefs::BadParams>(
+        [&] { xcOCLineArrangement(mutableLines, Poses(1), Reals{}, Angles{}); },
+        L"The number of line poses does not match the number of lines.");
 }
 
 TEST(OCLineArrangement, EncloseRectPlacesEveryLine) {
@@ -120,12 +139,15 @@ TEST(OCLineArrangement, EncloseRectPlacesEveryLine) {
         arr.encloseRect(xcXform<2>::translation({-98, 0}), b, id, 0, xcRadian(0), 0, false);
     EXPECT_NEAR(moved.ul().x(), 0, 1e-9);
     EXPECT_NEAR(moved.lr().y(), 62, 1e-9);
-    EXPECT_OC_ERROR(arr.encloseRect(id, id, id, -1, xcRadian(-1), -1, false), xcOCDefs::BadParams,
-                    L"Translation uncertainty must be >= 0");
-    EXPECT_OC_ERROR(arr.encloseRect(id, id, id, 0, xcRadian(-1), -1, false), xcOCDefs::BadParams,
-                    L"Rotation uncertainty must be >= 0");
-    EXPECT_OC_ERROR(arr.encloseRect(id, id, id, 0, xcRadian(0), kNaN, false), xcOCDefs::BadParams,
-                    L"Scale uncertainty must be >= 0");
+    expectError<xcOCDefs::BadParams>(
+        [&] { arr.encloseRect(id, id, id, -1, xcRadian(-1), -1, false); },
+        L"Translation uncertainty must be >= 0");
+    expectError<xcOCDefs::BadParams>(
+        [&] { arr.encloseRect(id, id, id, 0, xcRadian(-1), -1, false); },
+        L"Rotation uncertainty must be >= 0");
+    expectError<xcOCDefs::BadParams>(
+        [&] { arr.encloseRect(id, id, id, 0, xcRadian(0), kNaN, false); },
+        L"Scale uncertainty must be >= 0");
 }
 
 TEST(OCLineArrangement, EqualityComparesLinesByValue) {
@@ -175,12 +197,9 @@ TEST(OCLineArrangement, TooNewVersionIsRefused) {
     EXPECT_EQ(b[kBodyOffset], 0);
     b[kBodyOffset] = 1;
     xcOCLineArrangement target;
-    try {
-        loadValue(b, target);
-        ADD_FAILURE() << "version 1 was accepted";
-    } catch (const xcArchive::UnknownVersion& e) {
-        EXPECT_EQ(e.className(), L"");
-        EXPECT_EQ(e.number(), 0);
+    if (const auto e = expectError<xcArchive::UnknownVersion>([&] { loadValue(b, target); })) {
+        EXPECT_EQ(e->className(), L"");
+        EXPECT_EQ(e->number(), 0);
     }
     EXPECT_TRUE(target == xcOCLineArrangement());
 }

@@ -8,6 +8,7 @@
 #include "oc/imageutil/blankness.h"
 #include "platform/core/affine_rectangle.h"
 #include "platform/core/pel_ops.h"
+#include "tests/support/expect_error.h"
 
 namespace {
 
@@ -54,16 +55,16 @@ TEST(AffineTransformWithClipping, PaddingTakesTheMedianAndIsMaskedOut) {
         for (long x = 0; x < 10; ++x) src.set(x, y, 200);
     xcPelBuffer<unsigned char> out, outMask;
     // Half of the sampled area lies right of the source.
-    xfAffineTransformWithClipping(src, xcPelBuffer_const<unsigned char>(),
-                                  rectParams(5, 0, 10, 10), out, outMask);
+    xfAffineTransformWithClipping(src, xcPelBuffer_const<unsigned char>(), rectParams(5, 0, 10, 10),
+                                  out, outMask);
     ASSERT_TRUE(out.isBound());
     ASSERT_TRUE(outMask.isBound());
-    EXPECT_EQ(out.get(9, 2), 50);      // padding, in the rows that are 200 in the source
-    EXPECT_EQ(out.get(1, 2), 200);     // real source pixels
-    EXPECT_EQ(outMask.get(9, 5), 0);   // padding is left out
-    EXPECT_EQ(outMask.get(1, 5), 255); // source is used
-    EXPECT_EQ(outMask.get(4, 5), 255); // the last source column
-    EXPECT_EQ(outMask.get(5, 5), 0);   // the first padded column
+    EXPECT_EQ(out.get(9, 2), 50);       // padding, in the rows that are 200 in the source
+    EXPECT_EQ(out.get(1, 2), 200);      // real source pixels
+    EXPECT_EQ(outMask.get(9, 5), 0);    // padding is left out
+    EXPECT_EQ(outMask.get(1, 5), 255);  // source is used
+    EXPECT_EQ(outMask.get(4, 5), 255);  // the last source column
+    EXPECT_EQ(outMask.get(5, 5), 0);    // the first padded column
 
     // Half a pixel further, an output pixel samples the edge between the two: the mask is
     // interpolated bilinearly.
@@ -182,16 +183,13 @@ TEST(AffineTransformWithClipping, FarReachingRectanglesCostNoMoreThanTheSource) 
 TEST(AffineTransformWithClipping, OutputAndAreaLimitsAreAssertions) {
     xcPelBuffer<unsigned char> src = ramp(8, 8);
     const auto expectAssertion = [](auto f, const char* fragment) {
-        try {
-            f();
-            ADD_FAILURE() << "no assertion";
-        } catch (const xcAssertionFailure& e) {
-            EXPECT_NE(std::string(e.what()).find(fragment), std::string::npos) << e.what();
+        if (const auto e = expectError<xcAssertionFailure>([&] { f(); })) {
+            EXPECT_NE(std::string(e->what()).find(fragment), std::string::npos) << e->what();
         }
     };
     // Outputs beyond 2^24 pixels or 32767 on a side (4096 x 4096 is the largest square).
-    for (const auto& [nx, ny] : {std::pair{4097L, 4096L}, std::pair{32768L, 1L},
-                                 std::pair{100000L, 100000L}}) {
+    for (const auto& [nx, ny] :
+         {std::pair{4097L, 4096L}, std::pair{32768L, 1L}, std::pair{100000L, 100000L}}) {
         SCOPED_TRACE(nx);
         const xcAffineSamplingParams p(xcAffineRectangle(xcRect(0, 0, 8, 8)), nx, ny);
         xcPelBuffer<unsigned char> o1, o2;
@@ -204,11 +202,11 @@ TEST(AffineTransformWithClipping, OutputAndAreaLimitsAreAssertions) {
     const xcPelBuffer_const<unsigned char> noModel;
     for (long w : {32768L, 65544L}) {
         SCOPED_TRACE(w);
-        expectAssertion([&] { xfScoreBlankness(src, {}, xcXform<2>(), noModel,
-                                               xcPelRect(0, 0, w, 2), {}); },
-                        "model area larger than 2^24 pixels or 32767 on a side");
+        expectAssertion(
+            [&] { xfScoreBlankness(src, {}, xcXform<2>(), noModel, xcPelRect(0, 0, w, 2), {}); },
+            "model area larger than 2^24 pixels or 32767 on a side");
     }
-    expectAssertion([&] { xfScoreBlankness(src, {}, xcXform<2>(), noModel,
-                                           xcPelRect(0, 0, 5000, 5000), {}); },
-                    "model area larger");
+    expectAssertion(
+        [&] { xfScoreBlankness(src, {}, xcXform<2>(), noModel, xcPelRect(0, 0, 5000, 5000), {}); },
+        "model area larger");
 }

@@ -10,6 +10,7 @@
 #include "platform/clevel/string_clone.h"
 #include "platform/core/pel_ops.h"
 #include "platform/core/status.h"
+#include "tests/support/expect_error.h"
 
 using namespace occhar_test;
 using M = xcOCCharMetrics;
@@ -166,8 +167,7 @@ TEST(OCCharRecord, SetCharacterReadsTheRecordAsItIs) {
     // A polarity the conversion rejects leaves the character unchanged.
     const xcOCChar before = c;
     r.polarity = static_cast<xoc_charPolarity>(3);
-    EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>([&] { c.setCharacter(r, false); }),
-              L"Illegal polarity");
+    expectError<xcOCDefs::BadParams>([&] { c.setCharacter(r, false); }, L"Illegal polarity");
     EXPECT_EQ(c, before);
     // So does an inconsistent image record.
     r.polarity = xoc_eDarkOnLight;
@@ -252,23 +252,22 @@ TEST(OCCharRecord, BinarizedMarkRectAgreesWithTheCharacterViews) {
 TEST(OCCharRecord, BinarizedMarkRectErrors) {
     xcOCChar c;
     c.normalizedImage(pattern(xcPelRect(0, 0, 8, 8)), xcPelRect());
-    EXPECT_EQ(thrownMessage<xcOCDefs::ThresholdAndInvertNotSpecified>(
-                  [&] { c.binarizedImageMarkRect(); }),
-              L"Threshold and invert not specified");
+    expectError<xcOCDefs::ThresholdAndInvertNotSpecified>([&] { c.binarizedImageMarkRect(); },
+                                                          L"Threshold and invert not specified");
     c.hasThresholdAndInvert(true);
     c.threshold(300);
-    EXPECT_EQ(thrownMessage<xcOCDefs::BadParams>([&] { c.binarizedImageMarkRect(); }),
-              L"Threshold must be between 0 and 256 inclusive");
+    expectError<xcOCDefs::BadParams>([&] { c.binarizedImageMarkRect(); },
+                                     L"Threshold must be between 0 and 256 inclusive");
     c.threshold(10);
     c.metrics(M());
-    EXPECT_EQ(thrownMessage<xcOCDefs::RectNotSpecified>([&] { c.binarizedImageMarkRect(); }),
-              L"Rect not specified");
+    expectError<xcOCDefs::RectNotSpecified>([&] { c.binarizedImageMarkRect(); },
+                                            L"Rect not specified");
     M m;
     m.markRect(xcRect(3e9, 0, 1, 1));
     m.isMarkRectSpecified(true);
     c.metrics(m);
-    EXPECT_EQ(thrownMessage<xcOCDefs::IntegerOverflow>([&] { c.binarizedImageMarkRect(); }),
-              L"Value overflows integer value range");
+    expectError<xcOCDefs::IntegerOverflow>([&] { c.binarizedImageMarkRect(); },
+                                           L"Value overflows integer value range");
     // A non-linear transform fails the character's view and the C-level call alike, for
     // image rectangles as well.
     struct Bend : xc2XformBase {

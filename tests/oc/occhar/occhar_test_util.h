@@ -1,5 +1,4 @@
-// Helpers shared by the character-record tests: patterned images, archive round trips and
-// checks on thrown module errors.
+// Helpers shared by the character-record tests: patterned images and archive round trips.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -55,21 +54,6 @@ void load(const Bytes& stream, T& value) {
     xcArchive ar{std::span<const unsigned char>(stream)};
     ar || value;
     EXPECT_TRUE(ar.atEnd());
-}
-
-// Runs `f`, expects it to throw E, and returns the message (empty when nothing was thrown).
-template <class E>
-std::wstring thrownMessage(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const E& e) {
-        return e.message();
-    } catch (const std::exception& e) {
-        ADD_FAILURE() << "unexpected exception: " << e.what();
-        return L"<other exception>";
-    }
-    ADD_FAILURE() << "nothing thrown";
-    return L"<nothing thrown>";
 }
 
 }  // namespace occhar_test

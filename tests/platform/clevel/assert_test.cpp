@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/core/exception.h"
+#include "tests/support/expect_error.h"
 
 namespace {
 
@@ -19,28 +20,22 @@ const long kCheckedHalfLine = __LINE__ - 3;
 
 TEST(XstdAssert, ThrowsAssertionFailureNamingFileAndLine) {
     EXPECT_EQ(checkedHalf(8), 4);
-    try {
-        checkedHalf(7);
-        FAIL() << "no assertion";
-    } catch (const xcAssertionFailure& e) {
-        const std::string what = e.what();
+    if (const auto e = expectError<xcAssertionFailure>([&] { checkedHalf(7); })) {
+        const std::string what = e->what();
         EXPECT_EQ(what.rfind("Assertion failed at ", 0), 0u) << what;
         EXPECT_NE(what.find("assert_test.cpp:" + std::to_string(kCheckedHalfLine)),
                   std::string::npos)
             << what;
-        EXPECT_EQ(e.errorNumber(), 0x10000105);
+        EXPECT_EQ(e->errorNumber(), 0x10000105);
     }
 }
 
 TEST(XstdAssert, MacroAddsTheConditionText) {
     const int size = 3;
     XSTD_ASSERT(size == 3);  // holds: nothing happens
-    const long line = __LINE__ + 2;
-    try {
-        XSTD_ASSERT(size > 4);
-        FAIL() << "no assertion";
-    } catch (const xcAssertionFailure& e) {
-        const std::string what = e.what();
+    const long line = __LINE__ + 1;
+    if (const auto e = expectError<xcAssertionFailure>([&] { XSTD_ASSERT(size > 4); })) {
+        const std::string what = e->what();
         EXPECT_NE(what.find("assert_test.cpp:" + std::to_string(line) + ": size > 4"),
                   std::string::npos)
             << what;

@@ -59,6 +59,7 @@ void expectBinarized(const Buffer& b, int threshold, bool invert) {
 TEST(CharOps, BinarizedMarkRectMatchesTheNaiveOracle) {
     for (int threshold : {0, 1, 100, 255, 256}) {
         for (int invert : {0, 1}) {
+            SCOPED_TRACE(testing::Message() << "threshold " << threshold << " invert " << invert);
             xc_OCCharRecord rec;
             prepare(rec, threshold, invert);
             rec.record().metrics.specifiedRects = xoc_eMarkRectImage;

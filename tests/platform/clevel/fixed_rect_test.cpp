@@ -43,6 +43,7 @@ TEST(FixedRect, EveryFixedValueSurvivesTheRealForm) {
     std::uniform_int_distribution<std::int32_t> any(std::numeric_limits<std::int32_t>::min(),
                                                     std::numeric_limits<std::int32_t>::max());
     for (std::uint32_t bits : {0u, 1u, 16u, 31u, 40u}) {
+        SCOPED_TRACE(testing::Message() << "bits " << bits);
         for (int i = 0; i < 200; ++i) {
             const xoc_rect32Fixed f{any(rng), any(rng), any(rng), any(rng)};
             xoc_rectD d;

@@ -1,4 +1,5 @@
 #include "platform/clevel/image_record.h"
+#include "tests/support/expect_error.h"
 
 #include <gtest/gtest.h>
 
@@ -140,12 +141,7 @@ TEST(ImageRecord, InconsistentRecordsAreRefused) {
     EXPECT_EQ(ximg_imageConst_check(&bad), xstd_eBadArgument);
     ximg_image8Const borrowed{b.pelPointer(0, 0), 0, 0, 8, 8, b.rowUpdate(), nullptr};
     EXPECT_EQ(ximg_imageConst_check(&borrowed), xstd_eBadArgument);
-    try {
-        xfConvertImage(borrowed);
-        FAIL();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.string(), L"Inconsistent image record");
-    }
+    expectError<xcBadArgument>([&] { xfConvertImage(borrowed); }, L"Inconsistent image record");
     EXPECT_EQ(ximg_imageConst_check(good.get()), xstd_eSuccess);
 }
 
@@ -156,10 +152,6 @@ TEST(ImageRecord, WindowsBeyond32BitsAreRefused) {
     const ximg_image8Const before = target.image();
     EXPECT_EQ(ximg_imageConst_bind_(target.get(), b), xoc_eIntegerOverflow);
     EXPECT_EQ(std::memcmp(target.get(), &before, sizeof before), 0);
-    try {
-        xc_Image tooFar(b);
-        FAIL();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.string(), L"Pel buffer window does not fit an image record");
-    }
+    expectError<xcBadArgument>([&] { xc_Image tooFar(b); },
+                               L"Pel buffer window does not fit an image record");
 }

@@ -12,6 +12,7 @@ TEST(MemoryCopy, CopiesBytesAndHandlesOverlap) {
     EXPECT_EQ(dst, src);
     // Overlapping moves in both directions against a naive copy through a temporary.
     for (int shift : {-5, 3}) {
+        SCOPED_TRACE(testing::Message() << "shift " << shift);
         std::vector<unsigned char> buf(40);
         std::iota(buf.begin(), buf.end(), 0);
         std::vector<unsigned char> expected = buf;

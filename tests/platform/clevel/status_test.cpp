@@ -6,6 +6,7 @@
 
 #include "platform/core/exception.h"
 #include "platform/core/status.h"
+#include "tests/support/expect_error.h"
 
 TEST(ClevelStatus, FailuresAreNegativeAndReachTheCoreConverterUnchanged) {
     EXPECT_EQ(xoc_eThresholdRange, -2147478548);  // the 32-bit pattern 0x800013EC
@@ -17,14 +18,12 @@ TEST(ClevelStatus, FailuresAreNegativeAndReachTheCoreConverterUnchanged) {
     for (xstd_status s : {xstd_eBadArgument, xstd_eOutOfMemory, xstd_eNotRepresentable,
                           xoc_eThresholdRange, xoc_eThresholdAndInvertNotSpecified,
                           xoc_eRectNotSpecified, xoc_eFixedPointOverflow, xoc_eIntegerOverflow}) {
+        SCOPED_TRACE(s);
         EXPECT_TRUE(xstd_failed(s));
         EXPECT_STRNE(xstd_statusText(s), "Unknown status");
         // With no converter claiming it, the core library reports the status itself.
-        try {
-            xfThrowExceptionOnFailure(s);
-            FAIL() << s;
-        } catch (const xcStatusError& e) {
-            EXPECT_EQ(e.status(), s);
+        if (const auto e = expectError<xcStatusError>([&] { xfThrowExceptionOnFailure(s); })) {
+            EXPECT_EQ(e->status(), s);
         }
     }
     EXPECT_EQ(xfThrowExceptionOnFailure(xstd_eSuccess), 0);

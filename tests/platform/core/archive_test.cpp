@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/core/archive_geometry.h"
+#include "tests/support/expect_error.h"
 
 using Bytes = std::vector<unsigned char>;
 
@@ -136,9 +137,10 @@ TEST(Archive, PlainOperandsHaveTheirFixedEncoding) {
     std::u32string c = U"\U0001F600";
     ar || u8 || i8 || u32 || i32 || l || ul || t || d || s || c;
     Bytes expected = header();
-    Bytes body = {0xAB, 0xFD, 4, 3, 2, 1, 0xFE, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0x80,
-                  0xFF, 0xFF, 0xFF, 0xFF, 1, 0, 0, 0, 0, 0, 0, 0xF0, 0x3F, 2, 0, 0, 0,
-                  'h', 0, 0, 0, 0x00, 0xF6, 0x01, 0x00, 1, 0, 0, 0, 0x00, 0xF6, 0x01, 0x00};
+    Bytes body = {0xAB, 0xFD, 4,    3,    2,    1,    0xFE, 0xFF, 0xFF, 0xFF, 0,   0,
+                  0,    0x80, 0xFF, 0xFF, 0xFF, 0xFF, 1,    0,    0,    0,    0,   0,
+                  0,    0xF0, 0x3F, 2,    0,    0,    0,    'h',  0,    0,    0,   0x00,
+                  0xF6, 0x01, 0x00, 1,    0,    0,    0,    0x00, 0xF6, 0x01, 0x00};
     expected.insert(expected.end(), body.begin(), body.end());
     EXPECT_EQ(ar.bytes(), expected);
     EXPECT_EQ(ar.position(), expected.size());
@@ -170,8 +172,12 @@ TEST(Archive, PlainOperandsHaveTheirFixedEncoding) {
 }
 
 TEST(Archive, DoublesKeepEveryBit) {
-    std::vector<double> v = {0.0, -0.0, 1e-310, std::numeric_limits<double>::infinity(),
-                             -std::numeric_limits<double>::max(), std::nan("")};
+    std::vector<double> v = {0.0,
+                             -0.0,
+                             1e-310,
+                             std::numeric_limits<double>::infinity(),
+                             -std::numeric_limits<double>::max(),
+                             std::nan("")};
     xcArchive ar;
     ar || v;
     xcArchive in(ar.bytes());
@@ -212,30 +218,25 @@ TEST(Archive, VectorVersionAndCountAreChecked) {
     {
         xcArchive in(bytes);
         std::vector<double> w = {4.0};
-        try {
-            in || w;
-            FAIL() << "version 1 was accepted";
-        } catch (const xcArchive::UnknownVersion& e) {
-            EXPECT_EQ(e.className(), L"");
-            EXPECT_EQ(e.number(), 0);
-            EXPECT_EQ(e.message(), L"Unknown version in the archive");
+        if (const auto e = expectError<xcArchive::UnknownVersion>(
+                [&] { in || w; }, L"Unknown version in the archive")) {
+            EXPECT_EQ(e->className(), L"");
+            EXPECT_EQ(e->number(), 0);
         }
         EXPECT_EQ(w, std::vector<double>{4.0});  // unchanged
         EXPECT_EQ(in.position(), 8u);            // back where the vector starts
     }
     // A count far beyond the bytes left fails before anything is allocated.
     Bytes huge = header();
-    for (int c : {0, 0xFF, 0xFF, 0xFF, 0xFF, 1, 2, 3}) huge.push_back(static_cast<unsigned char>(c));
+    for (int c : {0, 0xFF, 0xFF, 0xFF, 0xFF, 1, 2, 3})
+        huge.push_back(static_cast<unsigned char>(c));
     xcArchive in(huge);
     std::vector<std::vector<double>> w;
-    try {
-        in || w;
-        FAIL() << "a huge count was accepted";
-    } catch (const xcArchive::BadData& e) {
-        EXPECT_EQ(e.message(),
-                  L"Bad archive data at byte offset 13: vector count 4294967295 does not fit "
-                  L"in the 3 bytes left");
-        EXPECT_EQ(e.errorNumber(), 0x10000111);
+    if (const auto e = expectError<xcArchive::BadData>(
+            [&] { in || w; },
+            L"Bad archive data at byte offset 13: vector count 4294967295 does not fit "
+            L"in the 3 bytes left")) {
+        EXPECT_EQ(e->errorNumber(), 0x10000111);
     }
     // A string count that the bytes left cannot hold.
     Bytes str = header();
@@ -287,12 +288,9 @@ TEST(Archive, GeometryRoundTrips) {
     bad[8 + 16 + 8 + 48 + 16] = 1;
     xcArchive in2(bad);
     in2 || v2 || a2 || x2 || r2;
-    try {
-        in2 || rect2;
-        FAIL();
-    } catch (const xcArchive::UnknownVersion& e) {
-        EXPECT_EQ(e.className(), L"xcRect");
-        EXPECT_EQ(e.message(), L"Unknown version of xcRect in the archive");
+    if (const auto e = expectError<xcArchive::UnknownVersion>(
+            [&] { in2 || rect2; }, L"Unknown version of xcRect in the archive")) {
+        EXPECT_EQ(e->className(), L"xcRect");
     }
 }
 
@@ -361,13 +359,10 @@ TEST(Archive, OutOfRangeLongThrowsAndLeavesTheArchiveUsable) {
     ar || ok;
     const Bytes before = ar.bytes();
     long big = 2147483648L;
-    try {
-        ar || big;
-        FAIL();
-    } catch (const xcArchive::BadData& e) {
-        EXPECT_EQ(e.message(), L"Bad archive data at byte offset 12: the long value 2147483648 "
-                               L"does not fit in the archive's signed 32 bits");
-    }
+    expectError<xcArchive::BadData>(
+        [&] { ar || big; },
+        L"Bad archive data at byte offset 12: the long value 2147483648 "
+        L"does not fit in the archive's signed 32 bits");
     EXPECT_EQ(ar.bytes(), before);
     // Inside a composite operand the bytes already written for it are taken back.
     std::vector<long> v = {1, 2, -2147483649L};
@@ -512,11 +507,8 @@ TEST(Archive, CyclesAreRefusedBothWays) {
         a->children = {b};
         b->peer = a;
         xcArchive ar;
-        try {
-            ar || a;
-            FAIL();
-        } catch (const xcArchive::BadData& e) {
-            EXPECT_NE(e.message().find(L"cyclic reference"), std::wstring::npos) << e.what();
+        if (const auto e = expectError<xcArchive::BadData>([&] { ar || a; })) {
+            EXPECT_NE(e->message().find(L"cyclic reference"), std::wstring::npos) << e->what();
         }
         EXPECT_EQ(ar.bytes(), header());
         b->peer.reset();  // break the cycle so that the nodes go away
@@ -531,11 +523,8 @@ TEST(Archive, CyclesAreRefusedBothWays) {
         for (int i = 0; i < 4; ++i) bytes.push_back(0);
         xcArchive in(bytes);
         xcPtrHandle<ArchiveTestNode> c2;
-        try {
-            in || c2;
-            FAIL();
-        } catch (const xcArchive::BadData& e) {
-            EXPECT_NE(e.message().find(L"still being read"), std::wstring::npos) << e.what();
+        if (const auto e = expectError<xcArchive::BadData>([&] { in || c2; })) {
+            EXPECT_NE(e->message().find(L"still being read"), std::wstring::npos) << e->what();
         }
         EXPECT_TRUE(c2.isNull());
     }
@@ -569,11 +558,7 @@ TEST(Archive, ExceptionsRoundTripWithClassAndMessage) {
               L"Unknown version of oc/oc (1573) in the archive");
     EXPECT_STREQ(back[0]->what(), "window w");
     // A heap-made error rethrows itself as its own class.
-    try {
-        back[0]->suicideAndRethrow();
-    } catch (const xcPel::BadWindow& e) {
-        EXPECT_EQ(e.message(), L"window w");
-    }
+    expectError<xcPel::BadWindow>([&] { back[0]->suicideAndRethrow(); }, L"window w");
     for (std::size_t i = 1; i < back.size(); ++i) delete back[i];
     for (xcException* e : errors) delete e;
 }
@@ -585,8 +570,8 @@ TEST(Archive, ExceptionLayoutAndVersionErrorsNameTheLevel) {
     delete e;
     const Bytes t = tail(ar.bytes());
     const std::wstring name = L"xcPel::UnboundWindow";
-    ASSERT_EQ(t[0], 1);                      // a new object
-    ASSERT_EQ(t[1], name.size());            // its class name
+    ASSERT_EQ(t[0], 1);            // a new object
+    ASSERT_EQ(t[1], name.size());  // its class name
     const std::size_t body = 1 + 4 + 4 * name.size();
     // Versions of the concrete class, xcExceptionWithString and xcException, then the message.
     const Bytes expected = {0, 0, 0, 1, 0, 0, 0, 'u', 0, 0, 0};
@@ -594,16 +579,14 @@ TEST(Archive, ExceptionLayoutAndVersionErrorsNameTheLevel) {
 
     const wchar_t* levels[] = {L"xcPel::UnboundWindow", L"xcExceptionWithString", L"xcException"};
     for (int level = 0; level < 3; ++level) {
+        SCOPED_TRACE(level);
         Bytes bad = ar.bytes();
         bad[8 + body + level] = 1;
         xcArchive in(bad);
         xcException* back = nullptr;
-        try {
-            in || back;
-            FAIL() << "level " << level;
-        } catch (const xcArchive::UnknownVersion& err) {
-            EXPECT_EQ(err.className(), levels[level]);
-            EXPECT_EQ(err.errorNumber(), 0x10000110);
+        if (const auto err = expectError<xcArchive::UnknownVersion>([&] { in || back; })) {
+            EXPECT_EQ(err->className(), levels[level]);
+            EXPECT_EQ(err->errorNumber(), 0x10000110);
         }
         EXPECT_EQ(back, nullptr);
     }
@@ -620,13 +603,9 @@ TEST(Archive, UnknownClassAndWrongClassAreBadData) {
     {
         xcArchive in(bytes);
         xcException* back = nullptr;
-        try {
-            in || back;
-            FAIL();
-        } catch (const xcArchive::BadData& err) {
-            EXPECT_EQ(err.message(),
-                      L"Bad archive data at byte offset 8: unknown persistent class \"YcIOError\"");
-        }
+        expectError<xcArchive::BadData>(
+            [&] { in || back; },
+            L"Bad archive data at byte offset 8: unknown persistent class \"YcIOError\"");
         EXPECT_EQ(in.position(), 8u);
     }
     {
@@ -654,13 +633,11 @@ TEST(Archive, HeaderIsChecked) {
     EXPECT_THROW(xcArchive(Bytes{}), xcArchive::BadData);
     EXPECT_THROW(xcArchive(Bytes{'X', 'C', 'A', 'R', 1, 0, 0}), xcArchive::BadData);
     EXPECT_THROW(xcArchive(Bytes{'X', 'C', 'A', 'B', 1, 0, 0, 0}), xcArchive::BadData);
-    try {
-        xcArchive in(Bytes{'X', 'C', 'A', 'R', 2, 0, 0, 0});
-        FAIL();
-    } catch (const xcArchive::BadData& e) {
-        EXPECT_EQ(e.message(),
-                  L"Bad archive data at byte offset 4: archive format 2 is not supported (1 is)");
-    }
+    expectError<xcArchive::BadData>(
+        [&] {
+            xcArchive in(Bytes{'X', 'C', 'A', 'R', 2, 0, 0, 0});
+        },
+        L"Bad archive data at byte offset 4: archive format 2 is not supported (1 is)");
     xcArchive empty(header());
     EXPECT_TRUE(empty.atEnd());
     bool b;
@@ -755,12 +732,12 @@ TEST(Archive, EveryTruncationIsBadData) {
         EXPECT_TRUE(in.atEnd());
     }
     for (std::size_t cut = 0; cut < full.size(); ++cut) {
-        try {
-            xcArchive in(std::span<const unsigned char>(full.data(), cut));
-            readRich(in);
-            ADD_FAILURE() << "cut at " << cut << " read without error";
-        } catch (const xcArchive::BadData& e) {
-            const std::string m = e.what();
+        SCOPED_TRACE(cut);
+        if (const auto e = expectError<xcArchive::BadData>([&] {
+                xcArchive in(std::span<const unsigned char>(full.data(), cut));
+                readRich(in);
+            })) {
+            const std::string m = e->what();
             EXPECT_EQ(m.rfind("Bad archive data at byte offset ", 0), 0u) << m;
         }
         EXPECT_EQ(ArchiveTestNode::alive, alive0) << "cut at " << cut;
@@ -844,13 +821,10 @@ TEST(Archive, NestingIsBoundedBothWays) {
         SCOPED_TRACE(depth);
         xcArchive in(nestedChain(depth));
         xcPtrHandle<ArchiveTestNode> root;
-        try {
-            in || root;
-            FAIL();
-        } catch (const xcArchive::BadData& e) {
-            EXPECT_NE(e.message().find(L"persistent objects nested more than 128 deep"),
+        if (const auto e = expectError<xcArchive::BadData>([&] { in || root; })) {
+            EXPECT_NE(e->message().find(L"persistent objects nested more than 128 deep"),
                       std::wstring::npos)
-                << e.what();
+                << e->what();
         }
         EXPECT_TRUE(root.isNull());
         EXPECT_EQ(in.position(), 8u);

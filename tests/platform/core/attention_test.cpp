@@ -12,6 +12,7 @@
 #include "platform/core/archive.h"
 #include "platform/core/thread.h"
 #include "platform/core/timer.h"
+#include "tests/support/expect_error.h"
 
 namespace {
 
@@ -62,16 +63,16 @@ TEST(AttentionTag, TightPollingLoopStillFires) {
     xcAttentionTag tag;
     tag.attachTimeout(0.020);
     long calls = 0;
-    try {
-        while (timer.elapsed() < 10000.0) {
-            xcAttention::check();
-            ++calls;
-        }
-        ADD_FAILURE() << "no time-out";
-    } catch (const xcTimeout::Expired& e) {
+    if (const auto e = expectError<xcTimeout::Expired>(
+            [&] {
+                while (timer.elapsed() < 10000.0) {
+                    xcAttention::check();
+                    ++calls;
+                }
+            },
+            L"Time-out of 0.02 s expired")) {
         EXPECT_GE(timer.elapsed(), 20.0);
-        EXPECT_EQ(e.message(), L"Time-out of 0.02 s expired");
-        EXPECT_EQ(e.errorNumber(), 0x10000120);
+        EXPECT_EQ(e->errorNumber(), 0x10000120);
     }
     EXPECT_GT(calls, 100);
 }
@@ -79,14 +80,11 @@ TEST(AttentionTag, TightPollingLoopStillFires) {
 TEST(AttentionTag, CustomTimeoutCarriesItsCode) {
     xcAttentionTag tag;
     tag.attachTimeoutCustom(0.0, 0x80000064);
-    try {
-        xcAttention::check();
-        ADD_FAILURE() << "a zero time-out must fire at the first check";
-    } catch (const xcTimeout::InternalExpired& e) {
-        EXPECT_EQ(e.code(), 0x80000064);
-        EXPECT_EQ(e.errorNumber(), 0x10000121);
-        EXPECT_EQ(e.message(), L"Time-out of 0 s expired (code 0x80000064)");
-        EXPECT_STREQ(e.what(), "Time-out of 0 s expired (code 0x80000064)");
+    if (const auto e = expectError<xcTimeout::InternalExpired>(
+            [&] { xcAttention::check(); }, L"Time-out of 0 s expired (code 0x80000064)")) {
+        EXPECT_EQ(e->code(), 0x80000064);
+        EXPECT_EQ(e->errorNumber(), 0x10000121);
+        EXPECT_STREQ(e->what(), "Time-out of 0 s expired (code 0x80000064)");
     }
 }
 
@@ -111,12 +109,11 @@ TEST(AttentionTag, NestedTagsEarliestDeadlineWins) {
         outer.attachTimeoutCustom(0.020, 7);
         xcAttentionTag inner;
         inner.attachTimeout(3600.0);
-        try {
-            pollUntilThrown<xcTimeout::InternalExpired>(50);
-            xcAttention::check();
-            ADD_FAILURE() << "still expired";
-        } catch (const xcTimeout::InternalExpired& e) {
-            EXPECT_EQ(e.code(), 7);
+        if (const auto e = expectError<xcTimeout::InternalExpired>([&] {
+                pollUntilThrown<xcTimeout::InternalExpired>(50);
+                xcAttention::check();
+            })) {
+            EXPECT_EQ(e->code(), 7);
         }
     }
     // Inner deadline earlier: it fires as Expired; once it is gone, the outer (custom, far
@@ -136,11 +133,8 @@ TEST(AttentionTag, NestedTagsEarliestDeadlineWins) {
         middle.attachTimeoutCustom(0.0, 9);
         xcAttentionTag innermost;
         innermost.attachTimeoutCustom(3600.0, 11);
-        try {
-            xcAttention::check();
-            ADD_FAILURE() << "middle tag did not fire";
-        } catch (const xcTimeout::InternalExpired& e) {
-            EXPECT_EQ(e.code(), 9);
+        if (const auto e = expectError<xcTimeout::InternalExpired>([&] { xcAttention::check(); })) {
+            EXPECT_EQ(e->code(), 9);
         }
     }
     EXPECT_NO_THROW(xcAttention::check());
@@ -168,12 +162,8 @@ TEST(AttentionTag, BadSecondsLeaveTagUnchanged) {
     tag.attachTimeout(3600.0);
     double left = tag.secondsLeft();
     EXPECT_GT(left, 3599.0);
-    try {
-        tag.attachTimeout(-1.0);
-        ADD_FAILURE();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.message(), L"A time-out must be a non-negative number of seconds, not -1");
-    }
+    expectError<xcBadArgument>([&] { tag.attachTimeout(-1.0); },
+                               L"A time-out must be a non-negative number of seconds, not -1");
     EXPECT_TRUE(tag.hasTimeout());
     EXPECT_GT(tag.secondsLeft(), 3599.0);
     EXPECT_LE(tag.secondsLeft(), left);
@@ -250,10 +240,9 @@ TEST(AttentionTag, TimeoutErrorsRoundTripThroughArchive) {
         delete e;
         if (auto* ie = dynamic_cast<xcTimeout::InternalExpired*>(back)) {
             EXPECT_EQ(ie->code(), 0x80000064);
-            try {
-                back->suicideAndRethrow();
-            } catch (const xcTimeout::InternalExpired& thrown) {
-                EXPECT_EQ(thrown.code(), 0x80000064);
+            if (const auto thrown =
+                    expectError<xcTimeout::InternalExpired>([&] { back->suicideAndRethrow(); })) {
+                EXPECT_EQ(thrown->code(), 0x80000064);
             }
         } else {
             delete back;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/core/exception.h"
+#include "tests/support/expect_error.h"
 
 TEST(CharCode, Representability) {
     EXPECT_TRUE(xcCharCode(0x41).isRepresentableAsChar());
@@ -19,12 +20,9 @@ TEST(CharCode, Representability) {
     EXPECT_FALSE(xcCharCode(0xDFFF).isRepresentableAsTChar());
     EXPECT_EQ(xcCharCode(0x1F600).getAsWChar(), L'\U0001F600');
     EXPECT_EQ(xcCharCode(0x20AC).getAsTChar(), L'\u20AC');
-    try {
-        xcCharCode(0x110000).getAsTChar();
-        FAIL() << "no exception";
-    } catch (const xcCharCodeDefs::NotRepresentable& e) {
-        EXPECT_EQ(e.message(), L"Character code 0x110000 cannot be represented as TChar");
-    }
+    expectError<xcCharCodeDefs::NotRepresentable>(
+        [&] { xcCharCode(0x110000).getAsTChar(); },
+        L"Character code 0x110000 cannot be represented as TChar");
 }
 
 TEST(CharCode, UnicodeWhiteSpace) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/core/exception.h"
+#include "tests/support/expect_error.h"
 
 TEST(NMMatrix, ElementsAndChecks) {
     xcNMMatrix m(2, 3, 1.5);
@@ -18,11 +19,8 @@ TEST(NMMatrix, ElementsAndChecks) {
     EXPECT_THROW(m.element(0, 3), xcBadArgument);
     EXPECT_THROW(m.element(-1, 0), xcBadArgument);
     EXPECT_THROW(m.row(2), xcBadArgument);
-    try {
-        m.element(0, 3);
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.message(), L"Matrix element (0, 3) is outside the 2 x 3 matrix");
-    }
+    expectError<xcBadArgument>([&] { m.element(0, 3); },
+                               L"Matrix element (0, 3) is outside the 2 x 3 matrix");
     EXPECT_THROW(xcNMMatrix(-1, 2), xcBadArgument);
     EXPECT_THROW(xcNMMatrix(1L << 30, 1L << 30), xcBadArgument);
     EXPECT_TRUE(xcNMMatrix().isEmpty());

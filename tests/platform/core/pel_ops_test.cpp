@@ -150,6 +150,7 @@ TEST(PelOps, PixelwiseMinMaxOverCommonWindow) {
 
 TEST(PelOps, SmallestAndLargestValue) {
     for (long w : {1L, 15L, 16L, 17L, 47L}) {
+        SCOPED_TRACE(testing::Message() << "w " << w);
         Buf b = noise(xcPelRect(0, 0, w + 4, 9), xcPelRect(2, 1, w, 7),
                       9 + static_cast<unsigned>(w), 200);
         unsigned char lo = 255, hi = 0;

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "platform/core/exception.h"
+#include "tests/support/expect_error.h"
 
 TEST(Range, KindsAndMembership) {
     xcRange e;
@@ -38,11 +39,8 @@ TEST(Range, KindsAndMembership) {
 TEST(Range, BadEndsThrowAndLeaveRangeUnchanged) {
     EXPECT_THROW(xcRange(2.0, 1.0), xcBadArgument);
     EXPECT_THROW(xcRange(std::nan(""), 1.0), xcBadArgument);
-    try {
-        xcRange(2.0, 1.0);
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.message(), L"Range start 2 is greater than its end 1");
-    }
+    expectError<xcBadArgument>([&] { xcRange(2.0, 1.0); },
+                               L"Range start 2 is greater than its end 1");
     xcRange r(0.9, 1.1);
     EXPECT_THROW(r.start(1.5), xcBadArgument);
     EXPECT_THROW(r.end(0.5), xcBadArgument);

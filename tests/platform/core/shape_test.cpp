@@ -163,6 +163,7 @@ TEST(Ellipse, MappingKeepsPointsOnTheImage) {
         xcEllipseArc2 m = arc.map(x);
         EXPECT_GE(m.ellipse().xRadius(), m.ellipse().yRadius());
         for (double f : {0.0, 0.3, 1.0}) {
+            SCOPED_TRACE(testing::Message() << "f " << f);
             const xcRadian t = arc.start() + arc.span() * f;
             const xcRadian tm = m.start() + m.span() * f;
             expectNear(m.ellipse().pointAt(tm), x.mapPoint(arc.ellipse().pointAt(t)), 1e-9);
@@ -210,8 +211,7 @@ TEST(EllipseArc, BoundingBoxMatchesDenseSampling) {
     // An arc of the unit circle across the top (90 degrees) reaches y = 1 there, not at its
     // endpoints.
     xcEllipseArc2 top(xcEllipse2(xcCircle({0, 0}, 1)), xcDegree(60), xcDegree(60));
-    expectBoxNear(top.boundingBox(), xcRect(-0.5, std::sqrt(0.75), 1, 1 - std::sqrt(0.75)),
-                  1e-12);
+    expectBoxNear(top.boundingBox(), xcRect(-0.5, std::sqrt(0.75), 1, 1 - std::sqrt(0.75)), 1e-12);
     // The same arc given by its ends, and the short arc that does not cross an extreme.
     EXPECT_EQ(xcEllipseArc2::fromStartEnd(top.ellipse(), xcDegree(60), xcDegree(120)).span(),
               top.span());

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/core/exception.h"
+#include "tests/support/expect_error.h"
 
 namespace {
 
@@ -41,12 +42,10 @@ TEST(StatusConverter, ClaimsItsStatusesOthersFallThrough) {
     EXPECT_THROW(xfThrowExceptionOnFailure(0x800013ECL), Claimed);
     EXPECT_THROW(xfThrowExceptionOnFailure(-2147478548L), Claimed);
 
-    try {
-        xfThrowExceptionOnFailure(0x800013EDL);
-        FAIL() << "no exception";
-    } catch (const xcStatusError& e) {
-        EXPECT_EQ(e.status(), static_cast<std::int32_t>(0x800013EDu));
-        EXPECT_NE(e.message().find(L"0x800013ED"), std::wstring::npos) << e.message().c_str();
+    if (const auto e =
+            expectError<xcStatusError>([&] { xfThrowExceptionOnFailure(0x800013EDL); })) {
+        EXPECT_EQ(e->status(), static_cast<std::int32_t>(0x800013EDu));
+        EXPECT_NE(e->message().find(L"0x800013ED"), std::wstring::npos) << e->message().c_str();
     }
     EXPECT_THROW(xfThrowExceptionOnFailure(-1), xcStatusError);
 

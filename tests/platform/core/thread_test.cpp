@@ -9,6 +9,7 @@
 
 #include "platform/core/attention.h"
 #include "platform/core/timer.h"
+#include "tests/support/expect_error.h"
 
 namespace {
 
@@ -73,12 +74,7 @@ TEST(Thread, WorkersRunAndAreWaitedForInOrder) {
 TEST(Thread, WorkerErrorComesOutOfCreatorsNextCheck) {
     xcThreadID id = xfCreateThreadLib(throwSingular, nullptr);
     xfWaitForThreadTermination(id);  // waiting does not raise it
-    try {
-        xcAttention::check();
-        ADD_FAILURE() << "the worker's error was not raised";
-    } catch (const xcMath::Singular& e) {
-        EXPECT_EQ(e.message(), L"row 3 is singular");
-    }
+    expectError<xcMath::Singular>([&] { xcAttention::check(); }, L"row 3 is singular");
     EXPECT_NO_THROW(xcAttention::check());  // raised once
 
     // Any exception type passes through as thrown; the first of two errors wins.
@@ -148,13 +144,9 @@ TEST(Thread, BadCallsAreRefused) {
     EXPECT_THROW(xfCreateThreadLib(nullptr, nullptr), xcBadArgument);
     EXPECT_THROW(xfWaitForThreadTermination(xcThreadID()), xcBadArgument);
     EXPECT_THROW(xfThreadHasEnded(xcThreadID()), xcBadArgument);
-    try {
-        xfWaitForThreadTermination(xfGetCurrentThreadID());
-        ADD_FAILURE();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.message(),
-                  L"xfWaitForThreadTermination: the thread was not started by xfCreateThreadLib");
-    }
+    expectError<xcBadArgument>(
+        [&] { xfWaitForThreadTermination(xfGetCurrentThreadID()); },
+        L"xfWaitForThreadTermination: the thread was not started by xfCreateThreadLib");
     struct SelfWait {
         bool refused = false;
     } s;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/diag/graphic_shapes.h"
+#include "tests/support/expect_error.h"
 
 namespace {
 
@@ -44,12 +45,8 @@ TEST(DiagObject, RecordsKeepOrderLevelsAndContent) {
     EXPECT_TRUE(b->hasImage());
 
     // Bad index and bad level: clear errors, nothing changes.
-    try {
-        d.diagRecord(3);
-        ADD_FAILURE();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.message(), L"Diagnostic record index 3 is outside 0 .. 2");
-    }
+    expectError<xcBadArgument>([&] { d.diagRecord(3); },
+                               L"Diagnostic record index 3 is outside 0 .. 2");
     EXPECT_THROW(d.diagRecord(-1), xcBadArgument);
     d.level(2);
     EXPECT_THROW(d.level(-1), xcBadArgument);
@@ -75,12 +72,8 @@ TEST(DiagObject, NullObjectAndBadCoordinateSystem) {
     EXPECT_EQ(xf_AddGraphics(nullptr, list, L"n", 2), nullptr);
 
     xcDiagObject d;
-    try {
-        xf_AddGraphics(&d, list, L"n", 3);
-        ADD_FAILURE();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.message(), L"Unknown coordinate system 3 (1 image, 2 client coordinates)");
-    }
+    expectError<xcBadArgument>([&] { xf_AddGraphics(&d, list, L"n", 3); },
+                               L"Unknown coordinate system 3 (1 image, 2 client coordinates)");
     EXPECT_EQ(d.numRecords(), 0);  // no record made
     xcDiagRecord* r = d.newDiagRecord();
     EXPECT_THROW(r->graphics(list, 0, L"x"), xcBadArgument);
@@ -139,12 +132,8 @@ TEST(GraphicProps, ValidatesPen) {
     EXPECT_FALSE(p.highlight());
     EXPECT_EQ(xcColor::greenColor().hex(), "#00dc00");
     EXPECT_THROW(xcGraphicProps(xcColor::redColor(), -1, 0, false), xcBadArgument);
-    try {
-        xcGraphicProps(xcColor::redColor(), 1, 4, false);
-        ADD_FAILURE();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.message(), L"Unknown pen style 4 (0 solid, 1 dash, 2 dot, 3 dash-dot)");
-    }
+    expectError<xcBadArgument>([&] { xcGraphicProps(xcColor::redColor(), 1, 4, false); },
+                               L"Unknown pen style 4 (0 solid, 1 dash, 2 dot, 3 dash-dot)");
     EXPECT_THROW(xcGraphicPointIcon({0, 0}, xcColor::redColor(), 0.0), xcBadArgument);
 }
 

@@ -13,6 +13,7 @@
 #include "platform/diag/graphic_shapes.h"
 #include "platform/diag/html_text.h"
 #include "platform/io/png_io.h"
+#include "tests/support/expect_error.h"
 
 namespace fs = std::filesystem;
 
@@ -226,11 +227,8 @@ TEST(DiagHtml, BadDestinationsAndTransforms) {
     EXPECT_THROW(xfWriteDiagHtml(d, fs::path()), xcBadArgument);
     const fs::path file = tmp.path / "a_file";
     std::ofstream(file) << "x";
-    try {
-        xfWriteDiagHtml(d, file);
-        ADD_FAILURE();
-    } catch (const xcIOError& e) {
-        EXPECT_NE(e.message().find(L"it exists and is not a folder"), std::wstring::npos);
+    if (const auto e = expectError<xcIOError>([&] { xfWriteDiagHtml(d, file); })) {
+        EXPECT_NE(e->message().find(L"it exists and is not a folder"), std::wstring::npos);
     }
     EXPECT_EQ(readFile(file), "x");
     EXPECT_THROW(xfWriteDiagHtml(d, file / "sub"), xcIOError);

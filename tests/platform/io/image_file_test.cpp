@@ -12,6 +12,7 @@
 #include "platform/io/pgm_io.h"
 #include "platform/io/png_io.h"
 #include "png_writer.h"
+#include "tests/support/expect_error.h"
 
 #include <zlib.h>
 
@@ -83,13 +84,10 @@ int overWhite(double v, double a) {
 // Runs f, which must throw xcIOError whose message contains every fragment.
 template <class F>
 void expectIOError(F f, std::initializer_list<std::wstring> fragments) {
-    try {
-        f();
-        ADD_FAILURE() << "no xcIOError";
-    } catch (const xcIOError& e) {
+    if (const auto e = expectError<xcIOError>([&] { f(); })) {
         for (const auto& frag : fragments)
-            EXPECT_NE(e.message().find(frag), std::wstring::npos)
-                << e.what() << " lacks " << std::string(frag.begin(), frag.end());
+            EXPECT_NE(e->message().find(frag), std::wstring::npos)
+                << e->what() << " lacks " << std::string(frag.begin(), frag.end());
     }
 }
 
@@ -259,6 +257,7 @@ TEST_F(ImageFile, TruncatedAndCorruptPngs) {
     ASSERT_GT(good.size(), 500u);
     for (std::size_t len : {std::size_t{0}, std::size_t{4}, std::size_t{8}, std::size_t{20},
                             std::size_t{40}, good.size() / 2, good.size() - 13, good.size() - 1}) {
+        SCOPED_TRACE(testing::Message() << "len " << len);
         putBytes(file("cut.png"), std::vector<unsigned char>(good.begin(), good.begin() + len));
         expectIOError([&] { xfReadPng(file("cut.png")); }, {L"cut.png"});
         expectIOError([&] { xfReadImage(file("cut.png")); }, {L"cut.png"});
@@ -387,8 +386,8 @@ TEST_F(ImageFile, HostileFilesAreRefusedBeforeTheirPixels) {
     }
     ihdr[8] = 1;  // bit depth
     std::vector<unsigned char> png(claim.begin(), claim.begin() + 8);
-    for (const auto& c : {pngChunk("IHDR", ihdr), pngChunk("prVt", std::vector<unsigned char>(
-                                                                       40000, 0))})
+    for (const auto& c :
+         {pngChunk("IHDR", ihdr), pngChunk("prVt", std::vector<unsigned char>(40000, 0))})
         png.insert(png.end(), c.begin(), c.end());
     png.insert(png.end(), claim.begin() + 33, claim.end());
     putBytes(file("claim.png"), png);

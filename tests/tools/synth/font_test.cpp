@@ -8,6 +8,7 @@
 #include <string>
 
 #include "test_util.h"
+#include "tests/support/expect_error.h"
 
 namespace {
 
@@ -52,11 +53,8 @@ TEST(SynthFont, LocatesFontsAndExplainsFailures) {
     {
         ScopedEnv env("OC_FONT_DIR", dir.string());
         EXPECT_EQ(xcSynthFont::locate("Mine.ttf"), (dir / "Mine.ttf").string());
-        try {
-            xcSynthFont::locate("NoSuchFont.ttf");
-            FAIL() << "no exception";
-        } catch (const xcIOError& e) {
-            const std::string m = e.what();
+        if (const auto e = expectError<xcIOError>([&] { xcSynthFont::locate("NoSuchFont.ttf"); })) {
+            const std::string m = e->what();
             EXPECT_NE(m.find("Font 'NoSuchFont.ttf' not found in " + dir.string() +
                              ", /usr/share/fonts/truetype/dejavu"),
                       std::string::npos)
@@ -64,22 +62,16 @@ TEST(SynthFont, LocatesFontsAndExplainsFailures) {
             EXPECT_EQ(m.find("is not set"), std::string::npos) << m;
         }
     }
-    try {
-        xcSynthFont::locate("/no/such/dir/x.ttf");
-        FAIL() << "no exception";
-    } catch (const xcIOError& e) {
-        EXPECT_STREQ(e.what(), "Font file '/no/such/dir/x.ttf' does not exist");
-    }
+    expectError<xcIOError>([&] { xcSynthFont::locate("/no/such/dir/x.ttf"); },
+                           L"Font file '/no/such/dir/x.ttf' does not exist");
     // A file that is not a font.
     std::ofstream(dir / "bad.ttf") << "not a font";
-    try {
-        xcSynthFont bad((dir / "bad.ttf").string());
-        FAIL() << "no exception";
-    } catch (const xcIOError& e) {
-        EXPECT_EQ(std::string(e.what()).rfind(
+    if (const auto e =
+            expectError<xcIOError>([&] { xcSynthFont bad((dir / "bad.ttf").string()); })) {
+        EXPECT_EQ(std::string(e->what()).rfind(
                       "Cannot read font '" + (dir / "bad.ttf").string() + "' (FreeType error ", 0),
                   0u)
-            << e.what();
+            << e->what();
     }
     std::filesystem::remove_all(dir.parent_path());
 }
@@ -106,12 +98,8 @@ TEST(SynthFont, UnhintedMetricsInPixels) {
     EXPECT_TRUE(f.outline(U' ').empty());
     EXPECT_FALSE(f.outline(U'A').empty());
     EXPECT_FALSE(f.hasGlyph(0x10FFFD));
-    try {
-        f.metrics(0x10FFFD, 32.0);
-        FAIL() << "no exception";
-    } catch (const xcBadArgument& e) {
-        EXPECT_STREQ(e.what(), "Font 'DejaVu Sans' has no glyph for U+10FFFD");
-    }
+    expectError<xcBadArgument>([&] { f.metrics(0x10FFFD, 32.0); },
+                               L"Font 'DejaVu Sans' has no glyph for U+10FFFD");
     EXPECT_THROW(f.metrics(U'A', 0.0), xcBadArgument);
     EXPECT_THROW(f.metrics(U'A', std::nan("")), xcBadArgument);
     EXPECT_EQ(xfSynthCodeText(0x41), L"U+0041");

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "test_util.h"
+#include "tests/support/expect_error.h"
 #include "tools/synth/coverage.h"
 
 TEST(SynthGlyphModel, InkLiesInsideTheCell) {
@@ -87,12 +88,8 @@ TEST(SynthGlyphModel, BlankPolarityAndErrors) {
     EXPECT_EQ(gs[0].image.get(c.x() + c.width() / 2, c.y() + c.height() / 2), 200);
 
     p.margin = -1;
-    try {
-        xfSynthGlyphModels(testFont(), L"A", p);
-        FAIL() << "no exception";
-    } catch (const xcBadArgument& e) {
-        EXPECT_STREQ(e.what(), "Glyph margin must be in [0, 1024] pixels, got -1");
-    }
+    expectError<xcBadArgument>([&] { xfSynthGlyphModels(testFont(), L"A", p); },
+                               L"Glyph margin must be in [0, 1024] pixels, got -1");
     p.margin = 2;
     p.tones.light = 300;
     EXPECT_THROW(xfSynthGlyphModel(testFont(), U'A', p), xcBadArgument);

@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "test_util.h"
+#include "tests/support/expect_error.h"
 #include "tools/synth/glyph_model.h"
 #include "tools/synth/truth_json.h"
 
@@ -147,14 +148,9 @@ TEST(SynthScene, CircularLayoutKeepsOriginsOnTheCircle) {
     }
     xcSynthSceneParams bad;
     bad.lines = {straight(L"A", {10, 10}, 0), circle(L"WW", c, 5.0, 0.0, true)};
-    try {
-        xfSynthScene(font, bad);
-        FAIL() << "no exception";
-    } catch (const xcBadArgument& e) {
-        EXPECT_STREQ(e.what(),
-                     "Line 1: Character step 31.640625 px is longer than the circle's "
-                     "diameter 10.000000 px");
-    }
+    expectError<xcBadArgument>([&] { xfSynthScene(font, bad); },
+                               L"Line 1: Character step 31.640625 px is longer than the circle's "
+                               L"diameter 10.000000 px");
 }
 
 TEST(SynthScene, SameSeedSameSceneOtherSeedOther) {
@@ -353,38 +349,34 @@ TEST(SynthScene, DistractorsKeepClearOfTheText) {
 }
 
 TEST(SynthScene, BadParametersAreRejectedWithTheirNames) {
-    const auto message = [](const xcSynthSceneParams& p) -> std::string {
-        try {
-            xfSynthScene(testFont(), p);
-        } catch (const xcBadArgument& e) {
-            return e.what();
-        }
-        return "no exception";
+    const auto expectRefused = [](const xcSynthSceneParams& p, const std::wstring& message) {
+        SCOPED_TRACE(testing::PrintToString(message));
+        expectError<xcBadArgument>([&] { xfSynthScene(testFont(), p); }, message);
     };
     xcSynthSceneParams p;
     p.lines = {straight(L"abc", {10, 40}, 0.0)};
     xcSynthSceneParams q = p;
     q.width = 0;
-    EXPECT_EQ(message(q), "Scene width and height must be in [1, 16384], got 0 x 480");
+    expectRefused(q, L"Scene width and height must be in [1, 16384], got 0 x 480");
     q = p;
     q.missing = {3};
-    EXPECT_EQ(message(q), "Missing character index 3 is outside [0, 3)");
+    expectRefused(q, L"Missing character index 3 is outside [0, 3)");
     q = p;
     q.jitter.scale = 1.0;
-    EXPECT_EQ(message(q), "Scale jitter must be in [0, 1), got 1.000000");
+    expectRefused(q, L"Scale jitter must be in [0, 1), got 1.000000");
     q = p;
     q.clientFromImage = xcXform<2>(xcMatrix<2>(1, 2, 2, 4), {0, 0});
-    EXPECT_EQ(message(q), "Scene client-from-image transform must be finite and invertible");
+    expectRefused(q, L"Scene client-from-image transform must be finite and invertible");
     q = p;
     q.lines[0].scale = -1.0;
-    EXPECT_EQ(message(q), "Line 0: Line scale must be in (0, 100], got -1.000000");
+    expectRefused(q, L"Line 0: Line scale must be in (0, 100], got -1.000000");
     q = p;
     q.distractorGlyphs = 2;
     q.distractorChars = L"  ";
-    EXPECT_EQ(message(q), "Distractor characters must include one that is not blank");
+    expectRefused(q, L"Distractor characters must include one that is not blank");
     q = p;
     q.lines[0].text = L"a\U0010FFFD";
-    EXPECT_EQ(message(q), "Line 0: Font 'DejaVu Sans' has no glyph for U+10FFFD");
+    expectRefused(q, L"Line 0: Font 'DejaVu Sans' has no glyph for U+10FFFD");
 }
 
 TEST(SynthTruthJson, WritesEveryCharacterAndDistractor) {
