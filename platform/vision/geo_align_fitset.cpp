@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "platform/core/attention.h"
 #include "platform/vision/geo_align_edge.h"
@@ -11,6 +12,10 @@ namespace {
 // The shifts: the rank-1 lattice (k / 5, 2k / 5) centred on 0, so that edges of every
 // direction meet several phases.
 constexpr int kShifts = 5;
+
+// Rows between attention polls for rows of `w` units of work: about 2^15 units (well under a
+// millisecond).
+long pollRows(long w) { return std::max(1L, 32768L / std::max(1L, w)); }
 
 // Normalised Gaussian weights w[i + r] for taps i = -r ... r of a Gaussian of `sigma` centred
 // at `shift`.
@@ -46,44 +51,58 @@ void shiftedField(const xc_GeoPlane& plane, double sigma, double sx, double sy, 
     const long r = static_cast<long>(std::ceil(3.0 * sigma + std::fabs(sx) + std::fabs(sy))) + 1;
     const std::vector<float> kx = shiftedGaussian(sigma, sx, r);
     const std::vector<float> ky = shiftedGaussian(sigma, sy, r);
-    // Blurred values of the rectangle grown by one pixel for the Sobel operator. Each value is
-    // the sum of its taps in the order t = -r ... r (the loops run over the pixels innermost).
-    const long bw = w + 2, bh = h + 2;
-    std::vector<float> rows(static_cast<size_t>(bw * (bh + 2 * r)), 0.0f);
+    // Blurred values of the rectangle grown by one pixel for the Sobel operator, streamed: a
+    // ring of the 2r + 1 horizontally blurred rows that one blurred row needs, and a ring of
+    // the 3 blurred rows that one gradient row needs. Polled between bands of rows; only the
+    // gradients are as large as the rectangle, and they grow a row at a time, so that their
+    // pages are first touched (and the small rings freed) between polls.
+    const long bw = w + 2, bh = h + 2, taps = 2 * r + 1;
+    const long polls = pollRows(bw * 2 * taps);
+    std::vector<float> rows(static_cast<size_t>(bw * taps)), img(static_cast<size_t>(bw * 3));
+    std::vector<const float*> tapRows(static_cast<size_t>(taps));
+    const auto rowAt = [&](long j) { return rows.data() + (j % taps) * bw; };
     std::vector<float> src(static_cast<size_t>(bw + 2 * r));  // a row, edge pixels repeated
-    for (long j = 0; j < bh + 2 * r; ++j) {
+    // The horizontal pass of source row j of the grown rectangle: each value is the sum of its
+    // taps in the order t = -r ... r (the loops run over the pixels innermost).
+    const auto blurRow = [&](long j) {
         const long y = std::clamp(y0 - 1 - r + j, 0L, plane.h - 1);
         const unsigned char* in = plane.row(y);
         for (long k = 0; k < bw + 2 * r; ++k)
             src[static_cast<size_t>(k)] = in[std::clamp(x0 - 1 - r + k, 0L, plane.w - 1)];
-        float* dst = rows.data() + j * bw;
+        float* dst = rowAt(j);
+        std::fill(dst, dst + bw, 0.0f);
         for (long t = -r; t <= r; ++t) {
             const float kt = kx[static_cast<size_t>(t + r)];
-            const float* s = src.data() + r - t;
-            for (long i = 0; i < bw; ++i) dst[i] += kt * s[i];
+            const float* sp = src.data() + r - t;
+            for (long i = 0; i < bw; ++i) dst[i] += kt * sp[i];
         }
-    }
-    std::vector<float> img(static_cast<size_t>(bw * bh), 0.0f);
-    for (long j = 0; j < bh; ++j) {
-        float* dst = img.data() + j * bw;
-        for (long t = -r; t <= r; ++t) {
-            const float kt = ky[static_cast<size_t>(t + r)];
-            const float* s = rows.data() + (j + r - t) * bw;
-            for (long i = 0; i < bw; ++i) dst[i] += kt * s[i];
-        }
-    }
+    };
     // Sobel, scaled from 8 per grey level per pixel to the field's units.
     const float scale = xc_GeoGradField::kUnits / 8.0f;
-    std::vector<std::int16_t> gx(static_cast<size_t>(w * h)), gy(static_cast<size_t>(w * h));
-    for (long j = 0; j < h; ++j) {
-        const float* a = img.data() + j * bw;
-        const float* b = a + bw;
-        const float* c = b + bw;
+    std::vector<std::int16_t> gx, gy;
+    gx.reserve(static_cast<size_t>(w * h));
+    gy.reserve(static_cast<size_t>(w * h));
+    for (long j = 0; j < 2 * r; ++j) blurRow(j);
+    for (long j = 0; j < bh; ++j) {
+        if (j % polls == 0) xcAttention::check();
+        blurRow(j + 2 * r);
+        float* d = img.data() + (j % 3) * bw;
+        for (long t = -r; t <= r; ++t) tapRows[static_cast<size_t>(t + r)] = rowAt(j + r - t);
+        for (long i = 0; i < bw; ++i) {
+            float s = 0;
+            for (long t = 0; t < taps; ++t)
+                s += ky[static_cast<size_t>(t)] * tapRows[static_cast<size_t>(t)][i];
+            d[i] = s;
+        }
+        if (j < 2) continue;
+        const float* a = img.data() + ((j - 2) % 3) * bw;
+        const float* b = img.data() + ((j - 1) % 3) * bw;
+        const float* c = d;
         for (long i = 0; i < w; ++i) {
             const float dx = (a[i + 2] - a[i]) + 2 * (b[i + 2] - b[i]) + (c[i + 2] - c[i]);
             const float dy = (c[i] + 2 * c[i + 1] + c[i + 2]) - (a[i] + 2 * a[i + 1] + a[i + 2]);
-            gx[static_cast<size_t>(j * w + i)] = roundHalfAway(dx * scale);
-            gy[static_cast<size_t>(j * w + i)] = roundHalfAway(dy * scale);
+            gx.push_back(roundHalfAway(dx * scale));
+            gy.push_back(roundHalfAway(dy * scale));
         }
     }
     out.assign(x0, y0, w, h, std::move(gx), std::move(gy));

@@ -35,75 +35,82 @@ struct RawEdge {
 // Rows between attention polls: about 2^15 pixels of work (well under a millisecond).
 long pollRows(long w) { return std::max(1L, 32768L / std::max(1L, w)); }
 
-// Sobel gradients and magnitudes (grey levels per pixel) of a whole plane, row-major. The
-// arrays are not zero-filled: their pages are first touched band by band, between polls, so
-// that a large plane costs no unpolled time up front.
-struct Gradients {
-    std::unique_ptr<std::int16_t[]> gx, gy;
-    std::unique_ptr<float[]> mag;
-    size_t size = 0;
+// Sobel gradients and magnitudes (grey levels per pixel) of the rows [y0, y0 + rows) of a
+// plane, row-major in buffers of the caller (reused from band to band, so that a large plane
+// keeps no whole-plane array: freeing one, as a time-out unwinds, would take unpolled time).
+struct GradientBand {
+    std::vector<std::int16_t> gx, gy;
+    std::vector<float> mag;
+
+    void compute(const xc_GeoPlane& plane, long y0, long rows) {
+        const size_t n = static_cast<size_t>(rows * plane.w);
+        gx.resize(n);
+        gy.resize(n);
+        mag.resize(n);
+        xf_GeoSobel(plane, nullptr, 0, y0, plane.w, rows, gx.data(), gy.data(), plane.w);
+        for (size_t i = 0; i < n; ++i)
+            mag[i] = std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i])) * 0.125f;
+    }
 };
 
-Gradients magnitudes(const xc_GeoPlane& plane) {
-    Gradients g;
-    g.size = static_cast<size_t>(plane.w * plane.h);
-    g.gx.reset(new std::int16_t[g.size]);
-    g.gy.reset(new std::int16_t[g.size]);
-    g.mag.reset(new float[g.size]);
+// Calls f(magnitudes, count) for every band of rows of the plane, polling between bands.
+template <class F>
+void forMagnitudeBands(const xc_GeoPlane& plane, F f) {
+    GradientBand g;
     const long band = pollRows(plane.w);
     for (long y0 = 0; y0 < plane.h; y0 += band) {
         xcAttention::check();
         const long rows = std::min(band, plane.h - y0);
-        const size_t first = static_cast<size_t>(y0 * plane.w);
-        std::int16_t* gx = g.gx.get();
-        std::int16_t* gy = g.gy.get();
-        xf_GeoSobel(plane, nullptr, 0, y0, plane.w, rows, gx + first, gy + first, plane.w);
-        const size_t end = first + static_cast<size_t>(rows * plane.w);
-        for (size_t i = first; i < end; ++i)
-            g.mag[i] = std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i])) * 0.125f;
+        g.compute(plane, y0, rows);
+        f(g.mag.data(), g.mag.size());
     }
-    return g;
 }
 
 // The edge points of a plane: maxima of the magnitude across the edge, at or above `thr`,
-// away from the plane's outer ring (whose gradients see the replicated border).
+// away from the plane's outer ring (whose gradients see the replicated border). Bands of rows
+// with one more row either side, for the neighbours across the edge.
 std::vector<RawEdge> findEdges(const xc_GeoPlane& plane, double thr) {
     std::vector<RawEdge> out;
     const long w = plane.w, h = plane.h;
     if (w < 3 || h < 3) return out;
-    const Gradients grad = magnitudes(plane);
-    const std::int16_t* gx = grad.gx.get();
-    const std::int16_t* gy = grad.gy.get();
-    const float* mag = grad.mag.get();
     const float t = static_cast<float>(thr);
-    const long polls = pollRows(w);
-    for (long y = 1; y + 1 < h; ++y) {
-        if (y % polls == 0) xcAttention::check();
-        for (long x = 1; x + 1 < w; ++x) {
-            const size_t i = static_cast<size_t>(y * w + x);
-            const float m = mag[i];
-            if (m < t || m <= 0.0f) continue;
-            const int ax = std::abs(gx[i]), ay = std::abs(gy[i]);
-            long dx = 1, dy = 0;  // the neighbour across the edge
-            if (ay * 1000L > ax * 2414L) {
-                dx = 0;
-                dy = 1;
-            } else if (ay * 1000L > ax * 414L) {
-                dy = (gx[i] > 0) == (gy[i] > 0) ? 1 : -1;
+    const long band = pollRows(w);
+    GradientBand grad;
+    for (long y0 = 1; y0 + 1 < h; y0 += band) {
+        xcAttention::check();
+        const long rows = std::min(band, h - 1 - y0);
+        grad.compute(plane, y0 - 1, rows + 2);
+        const std::int16_t* gx = grad.gx.data() - (y0 - 1) * w;  // indexed by plane row
+        const std::int16_t* gy = grad.gy.data() - (y0 - 1) * w;
+        const float* mag = grad.mag.data() - (y0 - 1) * w;
+        for (long y = y0; y < y0 + rows; ++y) {
+            for (long x = 1; x + 1 < w; ++x) {
+                const long i = y * w + x;
+                const float m = mag[i];
+                if (m < t || m <= 0.0f) continue;
+                const int ax = std::abs(gx[i]), ay = std::abs(gy[i]);
+                long dx = 1, dy = 0;  // the neighbour across the edge
+                if (ay * 1000L > ax * 2414L) {
+                    dx = 0;
+                    dy = 1;
+                } else if (ay * 1000L > ax * 414L) {
+                    dy = (gx[i] > 0) == (gy[i] > 0) ? 1 : -1;
+                }
+                const float m1 = mag[(y - dy) * w + (x - dx)];
+                const float m2 = mag[(y + dy) * w + (x + dx)];
+                if (!(m > m1 && m >= m2)) continue;
+                const float den = m1 - 2 * m + m2;
+                const double off = den < 0 ? std::clamp(0.5 * (m1 - m2) / den, -0.5, 0.5) : 0.0;
+                RawEdge e;
+                e.x = x + 0.5 + off * dx;
+                e.y = y + 0.5 + off * dy;
+                const float inv =
+                    1.0f / std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i]));
+                e.ux = gx[i] * inv;
+                e.uy = gy[i] * inv;
+                e.mag = m;
+                out.push_back(e);
             }
-            const float m1 = mag[static_cast<size_t>((y - dy) * w + (x - dx))];
-            const float m2 = mag[static_cast<size_t>((y + dy) * w + (x + dx))];
-            if (!(m > m1 && m >= m2)) continue;
-            const float den = m1 - 2 * m + m2;
-            const double off = den < 0 ? std::clamp(0.5 * (m1 - m2) / den, -0.5, 0.5) : 0.0;
-            RawEdge e;
-            e.x = x + 0.5 + off * dx;
-            e.y = y + 0.5 + off * dy;
-            const float inv = 1.0f / std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i]));
-            e.ux = gx[i] * inv;
-            e.uy = gy[i] * inv;
-            e.mag = m;
-            out.push_back(e);
         }
     }
     return out;
@@ -213,11 +220,10 @@ double radiusOf(const std::vector<RawEdge>& edges, int level, const xcVector<2>&
 
 // The 90th percentile of the magnitudes that reach the training contrast, times
 // kAutoContrastFraction (at least the training contrast). The percentile is selected exactly
-// in two polled passes: a histogram of the values' high 16 bits (non-negative floats order as
+// in two polled passes over the gradients (computed band by band, not kept): a histogram of
+// the values' high 16 bits (non-negative floats order as
 // their bit patterns), then the values of the one bin that holds it.
 double autoThreshold(const xc_GeoPlane& plane) {
-    const Gradients grad = magnitudes(plane);
-    const float* mag = grad.mag.get();
     const auto bits = [](float m) {
         std::uint32_t b;
         std::memcpy(&b, &m, sizeof b);
@@ -226,22 +232,22 @@ double autoThreshold(const xc_GeoPlane& plane) {
     const float floor = static_cast<float>(xc_GeoDefs::kTrainContrast);
     std::vector<std::size_t> histogram(1 << 16, 0);
     std::size_t strong = 0;
-    for (std::size_t i = 0; i < grad.size; ++i) {
-        if ((i & 32767) == 0) xcAttention::check();
-        if (mag[i] >= floor) {
-            ++histogram[bits(mag[i]) >> 16];
-            ++strong;
-        }
-    }
+    forMagnitudeBands(plane, [&](const float* mag, std::size_t n) {
+        for (std::size_t i = 0; i < n; ++i)
+            if (mag[i] >= floor) {
+                ++histogram[bits(mag[i]) >> 16];
+                ++strong;
+            }
+    });
     if (strong == 0) return xc_GeoDefs::kTrainContrast;
     std::size_t k = strong * 9 / 10, bin = 0;
     while (k >= histogram[bin]) k -= histogram[bin++];
     std::vector<float> inBin;
     inBin.reserve(histogram[bin]);
-    for (std::size_t i = 0; i < grad.size; ++i) {
-        if ((i & 32767) == 0) xcAttention::check();
-        if (mag[i] >= floor && (bits(mag[i]) >> 16) == bin) inBin.push_back(mag[i]);
-    }
+    forMagnitudeBands(plane, [&](const float* mag, std::size_t n) {
+        for (std::size_t i = 0; i < n; ++i)
+            if (mag[i] >= floor && (bits(mag[i]) >> 16) == bin) inBin.push_back(mag[i]);
+    });
     std::nth_element(inBin.begin(), inBin.begin() + static_cast<long>(k), inBin.end());
     return std::max(xc_GeoDefs::kTrainContrast, kAutoContrastFraction * inBin[k]);
 }
@@ -422,8 +428,8 @@ std::shared_ptr<const xc_GeoModel> xf_GeoTrain(const xcPelBuffer_const<unsigned 
     const int regTop = std::min(fineLevel + 1, static_cast<int>(planes.size()) - 1);
     for (int l = fineLevel; l <= regTop; ++l) {
         xc_GeoRegLevel reg;
-        xf_GeoBuildRegLevel(planes[static_cast<size_t>(l)], pad / xf_GeoGrain(l), plane.w,
-                            plane.h, l, model->reference, model->edgeThreshold, reg);
+        xf_GeoBuildRegLevel(planes[static_cast<size_t>(l)], pad / xf_GeoGrain(l), plane.w, plane.h,
+                            l, model->reference, model->edgeThreshold, reg);
         if (!reg.pixels.empty()) model->regLevels.push_back(std::move(reg));
     }
     return model;

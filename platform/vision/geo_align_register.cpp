@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <vector>
 
 #include "platform/core/attention.h"
 
@@ -24,6 +25,10 @@ constexpr double kHuber = 4.0;     // Huber threshold in robust standard deviati
 constexpr double kMinHuber = 1.0;  // grey levels
 constexpr long kMinPixels = 24;
 constexpr double kSettle = 8.0;  // level pixels of image around the taps
+
+// Rows between attention polls for rows of `w` units of work: about 2^15 units (well under a
+// millisecond).
+long pollRows(long w) { return std::max(1L, 32768L / std::max(1L, w)); }
 
 // Cubic B-spline weights of the taps -1, 0, 1, 2 at fraction t, and their derivatives.
 inline void bspline(double t, double w[4], double d[4]) {
@@ -218,39 +223,94 @@ const xc_GeoRegLevel* pickLevel(const xc_GeoModel& model, const xc_GeoRunSetup& 
     return best;
 }
 
-// The window [i0, i1) x [j0, j1) of the plane blurred by a Gaussian of sigma (separable), row by
-// row; what lies outside the window is taken as the window's border pixels repeated.
-std::vector<float> blurred(const xc_GeoPlane& plane, long i0, long j0, long i1, long j1,
-                           double sigma) {
-    const long w = i1 - i0, h = j1 - j0;
-    const long r = static_cast<long>(std::ceil(3 * sigma));
-    std::vector<double> k(static_cast<size_t>(2 * r + 1));
-    double ks = 0;
-    for (long d = -r; d <= r; ++d) {
-        k[static_cast<size_t>(d + r)] = std::exp(-0.5 * d * d / (sigma * sigma));
-        ks += k[static_cast<size_t>(d + r)];
+// The window [i0, i1) x [j0, j1) of the plane blurred by a Gaussian of sigma (separable); what
+// lies outside the window is taken as the window's border pixels repeated. The rows are
+// produced in increasing order from a ring of the horizontally blurred rows they need, so that
+// the memory stays a few rows whatever the window's size; every row of the window must be
+// passed through advance(), in order, even when its blurred values are not needed.
+class BlurredRows {
+public:
+    BlurredRows(const xc_GeoPlane& plane, long i0, long j0, long i1, long j1, double sigma)
+        : m_plane(plane),
+          m_i0(i0),
+          m_j0(j0),
+          m_w(i1 - i0),
+          m_h(j1 - j0),
+          m_r(static_cast<long>(std::ceil(3 * sigma))),
+          m_taps(2 * m_r + 1),
+          m_k(static_cast<size_t>(m_taps)),
+          m_rows(static_cast<size_t>(m_taps * m_w)),
+          m_out(static_cast<size_t>(m_w)),
+          m_tapRows(static_cast<size_t>(m_taps)) {
+        double ks = 0;
+        for (long d = -m_r; d <= m_r; ++d) {
+            m_k[static_cast<size_t>(d + m_r)] = std::exp(-0.5 * d * d / (sigma * sigma));
+            ks += m_k[static_cast<size_t>(d + m_r)];
+        }
+        for (double& v : m_k) v /= ks;
     }
-    for (double& v : k) v /= ks;
+    long work() const { return m_w * m_taps; }  // per row and pass
+    // Moves to window row j (the previous j + 1, from 0).
+    void advance(long j) {
+        for (; m_next <= std::min(m_h - 1, j + m_r); ++m_next) horizontal(m_next);
+    }
+    // The blurred values of window row j (after advance(j)).
+    const float* row(long j) {
+        for (long d = -m_r; d <= m_r; ++d)
+            m_tapRows[static_cast<size_t>(d + m_r)] = ringRow(at(j + d, m_h));
+        for (long i = 0; i < m_w; ++i) {
+            double s = 0;
+            for (long d = 0; d < m_taps; ++d)
+                s += m_k[static_cast<size_t>(d)] * m_tapRows[static_cast<size_t>(d)][i];
+            m_out[static_cast<size_t>(i)] = static_cast<float>(s);
+        }
+        return m_out.data();
+    }
+
+private:
     // Window-relative index of a tap t in [-r, n + r).
-    auto at = [](long t, long n) { return std::clamp(t, 0L, n - 1); };
-    std::vector<float> rows(static_cast<size_t>(w * h)), out(static_cast<size_t>(w * h));
-    for (long j = 0; j < h; ++j) {
-        const unsigned char* src = plane.row(j0 + j) + i0;
-        for (long i = 0; i < w; ++i) {
+    static long at(long t, long n) { return std::clamp(t, 0L, n - 1); }
+    float* ringRow(long j) { return m_rows.data() + (j % m_taps) * m_w; }
+    void horizontal(long j) {
+        const unsigned char* src = m_plane.row(m_j0 + j) + m_i0;
+        float* dst = ringRow(j);
+        for (long i = 0; i < m_w; ++i) {
             double s = 0;
-            for (long d = -r; d <= r; ++d) s += k[static_cast<size_t>(d + r)] * src[at(i + d, w)];
-            rows[static_cast<size_t>(j * w + i)] = static_cast<float>(s);
+            for (long d = -m_r; d <= m_r; ++d)
+                s += m_k[static_cast<size_t>(d + m_r)] * src[at(i + d, m_w)];
+            dst[i] = static_cast<float>(s);
         }
     }
-    for (long j = 0; j < h; ++j)
-        for (long i = 0; i < w; ++i) {
-            double s = 0;
-            for (long d = -r; d <= r; ++d)
-                s +=
-                    k[static_cast<size_t>(d + r)] * rows[static_cast<size_t>(at(j + d, h) * w + i)];
-            out[static_cast<size_t>(j * w + i)] = static_cast<float>(s);
+
+    const xc_GeoPlane& m_plane;
+    long m_i0, m_j0, m_w, m_h, m_r, m_taps;
+    std::vector<double> m_k;
+    std::vector<float> m_rows, m_out;
+    std::vector<const float*> m_tapRows;
+    long m_next = 0;
+};
+
+// The Sobel gradient magnitudes (grey levels per pixel) of the plane, band by band between
+// polls; calls f(j, magnitudes of row j) for every row j in order.
+template <class F>
+void forMagnitudeRows(const xc_GeoPlane& plane, F f) {
+    const long w = plane.w, h = plane.h;
+    const long band = pollRows(w);
+    std::vector<std::int16_t> gx(static_cast<size_t>(w * band)), gy(gx.size());
+    std::vector<float> mag(static_cast<size_t>(w));
+    for (long y0 = 0; y0 < h; y0 += band) {
+        xcAttention::check();
+        const long rows = std::min(band, h - y0);
+        xf_GeoSobel(plane, nullptr, 0, y0, w, rows, gx.data(), gy.data(), w);
+        for (long j = y0; j < y0 + rows; ++j) {
+            for (long i = 0; i < w; ++i) {
+                const size_t b = static_cast<size_t>((j - y0) * w + i);
+                mag[static_cast<size_t>(i)] =
+                    0.125f * std::sqrt(static_cast<float>(gx[b] * gx[b] + gy[b] * gy[b]));
+            }
+            f(j, mag.data());
         }
-    return out;
+    }
 }
 
 }  // namespace
@@ -267,54 +327,66 @@ void xf_GeoBuildRegLevel(const xc_GeoPlane& plane, double off, long winW, long w
     const long j1 = std::min(plane.h, static_cast<long>(std::floor(off + winH / g + 1e-9)));
     if (i1 <= i0 || j1 <= j0) return;
     const long w = plane.w, h = plane.h;
-    std::vector<std::int16_t> gx(static_cast<size_t>(w * h)), gy(static_cast<size_t>(w * h));
-    xcAttention::check();
-    xf_GeoSobel(plane, nullptr, 0, 0, w, h, gx.data(), gy.data(), w);
-    std::vector<float> mag(static_cast<size_t>(w * h));
+    // Two passes over the gradients, which are not kept: the window's largest magnitude, then
+    // the edge pixels grown by kGrow pixels (a square), inside the window only. The mask grows a
+    // band of rows ahead of the rows that mark it, between polls.
     float top = 0;
-    for (long j = 0; j < h; ++j)
-        for (long i = 0; i < w; ++i) {
-            const size_t k = static_cast<size_t>(j * w + i);
-            mag[k] = 0.125f * std::sqrt(static_cast<float>(gx[k] * gx[k] + gy[k] * gy[k]));
-            if (i >= i0 && i < i1 && j >= j0 && j < j1) top = std::max(top, mag[k]);
-        }
+    forMagnitudeRows(plane, [&](long j, const float* mag) {
+        if (j >= j0 && j < j1) top = std::max(top, *std::max_element(mag + i0, mag + i1));
+    });
     const float t = std::max(static_cast<float>(thr), static_cast<float>(kEdgeFraction) * top);
     if (top <= 0 || top < t) return;
-    // Edge pixels grown by kGrow pixels (a square), inside the window only.
-    std::vector<unsigned char> keep(static_cast<size_t>(w * h), 0);
-    for (long j = j0; j < j1; ++j)
+    const long polls = pollRows(w);
+    std::vector<unsigned char> keep;
+    keep.reserve(static_cast<size_t>(w * h));
+    forMagnitudeRows(plane, [&](long j, const float* mag) {
+        if ((j - j0) % polls == 0)
+            keep.resize(static_cast<size_t>(std::min(h, j + polls + kGrow) * w), 0);
+        if (j < j0 || j >= j1) return;
         for (long i = i0; i < i1; ++i) {
-            if (mag[static_cast<size_t>(j * w + i)] < t) continue;
+            if (mag[i] < t) continue;
             for (long y = std::max(j0, j - kGrow); y <= std::min(j1 - 1, j + kGrow); ++y)
                 std::fill(keep.begin() + y * w + std::max(i0, i - kGrow),
                           keep.begin() + y * w + std::min(i1 - 1, i + kGrow) + 1, 1);
         }
+    });
+    keep.resize(static_cast<size_t>(w * h), 0);
     long count = 0;
-    for (unsigned char k : keep) count += k;
+    for (long j = j0; j < j1; ++j) {
+        if ((j - j0) % polls == 0) xcAttention::check();
+        const auto row = keep.begin() + j * w;
+        count += std::count(row + i0, row + i1, 1);
+    }
     const long lattice =
         count > kMaxPixels
             ? static_cast<long>(std::ceil(std::sqrt(static_cast<double>(count) / kMaxPixels)))
             : 1;
-    xcAttention::check();
     // The blurred values of the window's outer ring of pixels depend on what lies beyond the
     // window, which the training image does not show: that ring is left out.
-    const std::vector<float> b1 = blurred(plane, i0, j0, i1, j1, kBlur);
-    const std::vector<float> b2 = blurred(plane, i0, j0, i1, j1, kBlur2);
-    const long ww = i1 - i0;
+    BlurredRows blur1(plane, i0, j0, i1, j1, kBlur), blur2(plane, i0, j0, i1, j1, kBlur2);
+    const long blurPolls = pollRows(2 * blur2.work());
     out.pixels.reserve(static_cast<size_t>(count / (lattice * lattice) + 1));
     for (long j = j0; j < j1; ++j) {
+        if ((j - j0) % blurPolls == 0) xcAttention::check();
+        blur1.advance(j - j0);
+        blur2.advance(j - j0);
         if ((j - j0) % lattice != 0) continue;
+        const float* b1 = nullptr;
+        const float* b2 = nullptr;
         for (long i = i0; i < i1; ++i) {
             if ((i - i0) % lattice != 0 || !keep[static_cast<size_t>(j * w + i)]) continue;
             if (i < i0 + kBorder || j < j0 + kBorder || i >= i1 - kBorder || j >= j1 - kBorder)
                 continue;
-            const size_t k = static_cast<size_t>((j - j0) * ww + (i - i0));
+            if (!b1) {
+                b1 = blur1.row(j - j0);
+                b2 = blur2.row(j - j0);
+            }
             xc_GeoRegPixel p;
             p.x = static_cast<float>((i + 0.5 - off) * g - ref.x());
             p.y = static_cast<float>((j + 0.5 - off) * g - ref.y());
             p.m = plane.row(j)[i];
-            p.mb = b1[k];
-            p.mb2 = b2[k];
+            p.mb = b1[i - i0];
+            p.mb2 = b2[i - i0];
             out.pixels.push_back(p);
         }
     }

@@ -4,6 +4,7 @@
 #include <span>
 #include <vector>
 
+#include "oc/arrange/arrange.h"
 #include "oc/font/alphabet.h"
 #include "oc/font/key_set.h"
 #include "oc/font/line_arrangement.h"
@@ -156,6 +157,58 @@ void queryChar(xcOCChar& c) {
     roundTrip(c);
 }
 
+// The loaded values skip the setters' checks: each goes back through its setter, which keeps
+// it or refuses it with BadParams, leaving the parameters as they were.
+void queryArrangeParams(xcOCArrangeParams& p) {
+    xcOCArrangeParams q;
+    ask([&] { q.scaleRange(p.scaleRange()); });
+    ask([&] { q.minMatchScore(p.minMatchScore()); });
+    ask([&] { q.maxLines(p.maxLines()); });
+    ask([&] { q.lineType(p.lineType()); });
+    q.isTextDirectionSpecified(p.isTextDirectionSpecified());
+    q.straightTextDirection(p.straightTextDirection());
+    q.isCircularTextDirectionClockwise(p.isCircularTextDirectionClockwise());
+    ask([&] { q.maxUnmatchedChars(p.maxUnmatchedChars()); });
+    ask([&] { q.orientationMode(p.orientationMode()); });
+    ask([&] { q.orientationReference(p.orientationReference()); });
+    q.expectedOrientation(p.expectedOrientation());
+    ask([&] { q.lineBreakCost(p.lineBreakCost()); });
+    ask([&] { q.unmatchedCharCost(p.unmatchedCharCost()); });
+    ask([&] { q.normalTransCost(p.normalTransCost()); });
+    ask([&] { q.tangentialTransCost(p.tangentialTransCost()); });
+    ask([&] { q.orientationCost(p.orientationCost()); });
+    ask([&] { q.scaleCost(p.scaleCost()); });
+    q.compPoseUncertainties(p.compPoseUncertainties());
+    ask([&] { q.maxCandidates(p.maxCandidates()); });
+    ask([&] { q.timeout(p.timeout()); });
+    (void)(q == p);
+    const xcOCArrangeParams copy(p);
+    (void)(copy == p);
+    roundTrip(p);
+}
+
+void queryArrangeResults(xcOCArrangeResults& r) {
+    (void)r.isFound();
+    (void)r.isSearchTruncated();
+    (void)r.clientFromArrangementXform();
+    const long n = static_cast<long>(std::min<std::size_t>(r.statusFlags().size(), 16));
+    for (long p = -1; p <= n; ++p) ask([&] { (void)xfOCArrangeCharPose(r, p); });
+    for (double s : r.scores()) (void)s;
+    if (r.arrangement()) queryArrangement(*r.arrangement());
+    const xcOCArrangeResults copy(r);
+    (void)(copy == r);
+    roundTrip(r);
+}
+
+// Reads one value of class T from the archive bytes and queries it.
+template <class T, class Query>
+void loadValue(const std::uint8_t* data, std::size_t size, Query query) {
+    xcArchive ar(std::span<const unsigned char>(data, size));
+    T value;
+    ar || value;
+    query(value);
+}
+
 // Reads one handle of class T from the archive bytes and queries what it holds.
 template <class T, class Query>
 void loadHandle(const std::uint8_t* data, std::size_t size, Query query) {
@@ -204,26 +257,24 @@ void xfFuzzOne(xcFuzzTarget target, const std::uint8_t* data, std::size_t size) 
             case xcFuzzTarget::eAlphabet:
                 loadHandle<xcOCAlphabet>(data, size, queryAlphabet);
                 break;
-            case xcFuzzTarget::eKeySet: {
-                xcArchive ar(std::span<const unsigned char>(data, size));
-                xcOCKeySet s;
-                ar || s;
-                queryKeySet(s);
+            case xcFuzzTarget::eKeySet:
+                loadValue<xcOCKeySet>(data, size, queryKeySet);
                 break;
-            }
             case xcFuzzTarget::eLine:
                 loadHandle<xcOCLine>(data, size, queryLine);
                 break;
             case xcFuzzTarget::eLineArrangement:
                 loadHandle<xcOCLineArrangement>(data, size, queryArrangement);
                 break;
-            case xcFuzzTarget::eChar: {
-                xcArchive ar(std::span<const unsigned char>(data, size));
-                xcOCChar c;
-                ar || c;
-                queryChar(c);
+            case xcFuzzTarget::eChar:
+                loadValue<xcOCChar>(data, size, queryChar);
                 break;
-            }
+            case xcFuzzTarget::eArrangeParams:
+                loadValue<xcOCArrangeParams>(data, size, queryArrangeParams);
+                break;
+            case xcFuzzTarget::eArrangeResults:
+                loadValue<xcOCArrangeResults>(data, size, queryArrangeResults);
+                break;
         }
     } catch (const xcException& e) {
         (void)e.what();

@@ -20,8 +20,8 @@ enum class xcFuzzTarget {
     eLine,             // an archive holding a line
     eLineArrangement,  // an archive holding a line arrangement
     eChar,             // an archive holding a character record
-    // The arranger's parameters and results join here once they exist: one enumerator, one
-    // entry in kFuzzTargets and one case in xfFuzzOne each.
+    eArrangeParams,    // an archive holding the arranger's parameters (by value)
+    eArrangeResults,   // an archive holding the arranger's results (by value)
 };
 
 struct xcFuzzTargetInfo {
@@ -38,6 +38,8 @@ inline constexpr xcFuzzTargetInfo kFuzzTargets[] = {
     {xcFuzzTarget::eLine, "line"},
     {xcFuzzTarget::eLineArrangement, "line_arrangement"},
     {xcFuzzTarget::eChar, "char"},
+    {xcFuzzTarget::eArrangeParams, "arrange_params"},
+    {xcFuzzTarget::eArrangeResults, "arrange_results"},
 };
 
 // Runs one input through the target. Returns normally for good input and for input refused

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "oc/arrange/arrange_params.h"
+#include "oc/arrange/arrange_results.h"
 #include "oc/font/alphabet.h"
 #include "oc/font/key_set.h"
 #include "oc/font/line_arrangement.h"
@@ -104,8 +106,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     const fs::path root = argv[1];
-    for (const char* name :
-         {"image", "model", "alphabet", "key_set", "line", "line_arrangement", "char"})
+    for (const char* name : {"image", "model", "alphabet", "key_set", "line", "line_arrangement",
+                             "char", "arrange_params", "arrange_results"})
         fs::create_directories(root / name);
 
     imageSeeds(root / "image");
@@ -155,5 +157,31 @@ int main(int argc, char** argv) {
     put(root / "char" / "full", stored(ch));
     xcOCChar empty;
     put(root / "char" / "empty", stored(empty));
+
+    xcOCArrangeParams defaults, tuned;
+    tuned.scaleRange(xcRange(0.8, 1.25));
+    tuned.maxLines(2);
+    tuned.lineType(xcOCArrangeDefs::eStraight);
+    tuned.isTextDirectionSpecified(true);
+    tuned.straightTextDirection(xcRadian(0.3));
+    tuned.maxUnmatchedChars(1);
+    tuned.orientationMode(xcOCArrangeDefs::eSpecified);
+    tuned.lineBreakCost(3.5);
+    tuned.maxCandidates(1000);
+    tuned.timeout(0.5);
+    put(root / "arrange_params" / "defaults", stored(defaults));
+    put(root / "arrange_params" / "tuned", stored(tuned));
+
+    xcOCArrangeResults none, found;
+    xc_ArrangeResultsAccess::isFound(found, true);
+    xc_ArrangeResultsAccess::arrangement(found, arrangement);
+    xc_ArrangeResultsAccess::clientFromArrangementXform(found, xc2Rigid({3, 4}, xcRadian(0.1)));
+    for (int i = 0; i < 6; ++i) {
+        xc_ArrangeResultsAccess::statusFlags(found).push_back(i == 4 ? xcOCArrangeDefs::eInferred
+                                                                     : xcOCArrangeDefs::eMatched);
+        xc_ArrangeResultsAccess::scores(found).push_back(i == 4 ? 0.0 : 0.9 - 0.01 * i);
+    }
+    put(root / "arrange_results" / "none", stored(none));
+    put(root / "arrange_results" / "found", stored(found));
     return 0;
 }

@@ -5,7 +5,8 @@
 # and over-limit allocations stop the run and leave their input under build/fuzz/artifacts/;
 # such an input belongs in tests/fuzz/corpus/<target>/ once its defect is fixed.
 # Usage: tests/fuzz/run.sh [TARGET] [SECONDS] [extra libFuzzer options...]
-#   TARGET: archive (default), image, model, alphabet, key_set, line, line_arrangement, char
+#   TARGET: archive (default), image, model, alphabet, key_set, line, line_arrangement, char,
+#           arrange_params, arrange_results
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 target="${1:-archive}"
