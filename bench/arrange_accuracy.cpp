@@ -2,7 +2,7 @@
 // through xfOCArrange, with the figures an inspection engineer asks for.
 //
 //   bench_arrange_accuracy [--scenes=N] [--seed=S] [--suite=NAME] [--origin=centre] [--verbose]
-//                          [--inferred]
+//                          [--inferred] [--only=K]
 //
 // The character models have their client origin at the lower-left corner of the cell, or with
 // --origin=centre at its centre; reported poses are compared with the truth in the
@@ -69,6 +69,7 @@ struct Options {
     bool verbose = false;
     bool centred = false;  // models with their client origin at the cell centre
     bool inferred = false;  // measure the inferred poses before the refinement
+    long only = -1;         // run only this scene of each suite
 };
 
 bool parse(int argc, char** argv, Options& o) {
@@ -87,6 +88,8 @@ bool parse(int argc, char** argv, Options& o) {
             o.centred = true;
         else if (a == "--verbose")
             o.verbose = true;
+        else if (const char* v4 = val("--only="))
+            o.only = std::atol(v4);
         else if (a == "--inferred")
             o.inferred = true;
         else {
@@ -119,6 +122,7 @@ struct Scene {
     long targetLines = 1;
     bool circular = false;
     xcOCArrangeParams arrange;
+    long index = 0;  // within its suite
 };
 
 const std::wstring kChars = L"0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ";
@@ -159,6 +163,7 @@ Scene makeScene(const std::string& suite, long index, std::mt19937_64& rng, cons
                 const xcSynthFont& sans) {
     std::uniform_real_distribution<double> u(0.0, 1.0);
     Scene s;
+    s.index = index;
     s.font = index % 2 == 0 ? &mono : &sans;
     const double em = 20.0 + 20.0 * u(rng);
     xcSynthSceneParams& p = s.params;
@@ -349,6 +354,7 @@ bool linesRightHonest(const Scene& s, const xcSynthTruth& truth, const std::vect
 
 // Runs the arranger's stages up to the position results (as xfOCArrange does) and measures
 // every inferred pose of a drawn character against the truth, before any refinement.
+bool o_dump = false;
 void measureInferred(const Scene& s, const xcSynthScene& scene, const xcOCAlphabet& alphabet,
                      const std::vector<long>& keys, Tally& t, bool verbose,
                      const std::string& suite) {
@@ -406,6 +412,17 @@ void measureInferred(const Scene& s, const xcSynthScene& scene, const xcOCAlphab
                             "%.2f px, %.2f deg, line %s, seed %llu\n",
                             suite.c_str(), static_cast<wint_t>(c.code), i, along, across, ang,
                             line.c_str(), static_cast<unsigned long long>(s.params.seed));
+                for (long j = path.lineStart(l); j < path.lineEnd(l) && o_dump; ++j) {
+                    const std::size_t v = static_cast<std::size_t>(j);
+                    const xcXform<2> pj = poses[v].xform() *
+                        xcXform<2>::translation(xfSynthCellLowerLeft(*alphabet.character(keys[v])));
+                    std::printf("    %ld '%lc' %c nominal (%.2f, %.2f) truth (%.2f, %.2f) angle %.2f / %.2f\n",
+                                j, static_cast<wint_t>(scene.truth.chars[v].code),
+                                status[v] == xcOCArrangeDefs::eMatched ? 'm' : 'i',
+                                pj.trans().x(), pj.trans().y(), scene.truth.chars[v].pose.position.x(),
+                                scene.truth.chars[v].pose.position.y(),
+                                poses[v].angle.toDouble() * 180 / M_PI, scene.truth.chars[v].pose.angle);
+                }
                 if (shape && !cost.lineArcs.empty())
                     std::printf("    arc centre (%.2f, %.2f), radius %.2f\n",
                                 cost.lineArcs[0].ellipse().center().x(),
@@ -502,8 +519,8 @@ void runScene(const Scene& s, const std::string& suite, Tally& t, const Options&
     t.scenesRight += right;
     t.scenesRightHonest += rightHonest;
     if (verbose && !rightHonest)
-        std::printf("  %s lines wrong: %zu lines, seed %llu\n", suite.c_str(), shapes.size(),
-                    static_cast<unsigned long long>(s.params.seed));
+        std::printf("  %s lines wrong: %zu lines, scene %ld\n", suite.c_str(), shapes.size(),
+                    s.index);
 }
 
 }  // namespace
@@ -513,9 +530,10 @@ int main(int argc, char** argv) {
     if (!parse(argc, argv, o)) {
         std::fprintf(stderr,
                      "usage: bench_arrange_accuracy [--scenes=N] [--seed=S] [--suite=NAME] "
-                     "[--origin=centre] [--verbose]\n");
+                     "[--origin=centre] [--verbose] [--inferred] [--only=K]\n");
         return 2;
     }
+    o_dump = o.only >= 0;
     const xcSynthFont mono(xcSynthFont::locate("DejaVuSansMono.ttf")),
         sans(xcSynthFont::locate("DejaVuSans.ttf"));
     const char* suites[] = {"straight0", "straight", "circular", "two-lines",
@@ -530,8 +548,10 @@ int main(int argc, char** argv) {
         if (!o.suite.empty() && o.suite != name) continue;
         std::mt19937_64 rng(o.seed * 1000003ULL + std::hash<std::string>()(name));
         Tally t;
-        for (long i = 0; i < o.scenes; ++i)
-            runScene(makeScene(name, i, rng, mono, sans), name, t, o);
+        for (long i = 0; i < o.scenes; ++i) {
+            const Scene scene = makeScene(name, i, rng, mono, sans);
+            if (o.only < 0 || o.only == i) runScene(scene, name, t, o);
+        }
         auto pct = [](long a, long b) { return b ? 100.0 * double(a) / double(b) : 0.0; };
         const long patterned = t.intact - t.intactOk - t.missesRuleBound - t.missesPatternless;
         std::printf(

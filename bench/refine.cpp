@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -164,6 +165,8 @@ void report() {
     std::uniform_real_distribution<double> u(-1.0, 1.0);
     std::vector<double> angleErr, transErr, scaleErr;
     long cases = 0, found = 0, within = 0;
+    std::map<char32_t, long> withinByChar;
+    std::string outside;
     for (const char* name : kFonts) {
         const xcSynthFont font(xcSynthFont::locate(name));
         const auto a = alphabet(font, kCodes);
@@ -198,7 +201,16 @@ void report() {
                 angleErr.push_back(ea);
                 scaleErr.push_back(std::fabs(es));
                 transErr.push_back(et);
-                if (ea <= 0.3 + 1e-9 && et <= 0.2) ++within;
+                if (ea <= 0.3 + 1e-9 && et <= 0.2) {
+                    ++within;
+                    ++withinByChar[kCodes[i]];
+                } else {
+                    char line[160];
+                    std::snprintf(line, sizeof line,
+                                  "  outside: '%c' %s: %.3f deg, %.3f px, scale %+.2f %%\n",
+                                  char(kCodes[i]), name, ea, et, 100.0 * es);
+                    outside += line;
+                }
             }
         }
     }
@@ -210,6 +222,9 @@ void report() {
         *std::max_element(transErr.begin(), transErr.end()));
     std::printf("  scale error: median %.4f max %.4f\n", median(scaleErr),
                 *std::max_element(scaleErr.begin(), scaleErr.end()));
+    std::printf("  within by character (of 12 each):");
+    for (char32_t c : kCodes) std::printf(" %c %ld", char(c), withinByChar[c]);
+    std::printf("\n%s", outside.c_str());
 
     for (const char* name : kFonts) {
         const xcSynthFont font(xcSynthFont::locate(name));

@@ -36,6 +36,9 @@ constexpr long kFitAngleSteps = 3;
 constexpr long kFitScaleSteps = 1;
 // A neighbour is run on the window around where it is expected, this many pixels either way.
 constexpr long kLocalMargin = 3;
+// The continuous pose fit may move the pattern's corners this far (pixels) from the pose
+// between the variants; a fit that goes further has left the variants' peak.
+constexpr double kMaxPoseShift = 1.0;
 
 // 2 x 2 means of the window (floor(width / 2) x floor(height / 2)), identity transform.
 xcPelBuffer<unsigned char> halved(const xcPelBuffer_const<unsigned char>& image) {
@@ -107,6 +110,7 @@ void xcRSINccSearchModel::train_(const xcPelBuffer_const<unsigned char>& image) 
     m_variantPoses.clear();
     m_screens.clear();
     m_templateFromModel.clear();
+    m_pattern = bandLimited(image);
     const std::vector<double> angles = m_params.angles();
     const std::vector<double> scales = m_params.scales();
     if (static_cast<long>(angles.size() * scales.size()) > xcRSINccSearchParams::kMaxVariants)
@@ -358,9 +362,20 @@ void xcRSINccSearchModel::fitPose_(xc_SearchInstance& inst,
         xcDegree(angles[static_cast<std::size_t>(ai)] + peak.x * m_params.angleStep());
     const double scale =
         scales[static_cast<std::size_t>(si)] * std::exp(peak.y * logStep) / m_params.baseScale();
-    const xcXform<2> x = searched.clientFromImageXform() *
-                         xcXform<2>(xcMatrix<2>(angle, angle, scale, scale), xcVector<2>());
-    const xcXform<2> pose(xcMatrix<2>(x.xRot(), x.yRot(), x.xScale(), x.yScale()), peak.location);
+    // Then the continuous pose near the fitted one (the searched image's pixel frame).
+    xc_SimilarityPose fitted;
+    fitted.angle = angle.toDouble();
+    fitted.scale = scale;
+    fitted.translation = searched.imageFromClientXform().mapPoint(peak.location);
+    const xc_SimilarityPose best =
+        m_pattern.isBound() ? xf_RefineSimilarityPose(m_pattern, searched, fitted, kMaxPoseShift)
+                            : fitted;
+    const xcXform<2> x =
+        searched.clientFromImageXform() *
+        xcXform<2>(xcMatrix<2>(xcRadian(best.angle), xcRadian(best.angle), best.scale, best.scale),
+                   xcVector<2>());
+    const xcXform<2> pose(xcMatrix<2>(x.xRot(), x.yRot(), x.xScale(), x.yScale()),
+                          searched.clientFromImageXform().mapPoint(best.translation));
     inst.pose(pose);
     inst.affRect(xcAffineRectangle(m_window).map(pose));
 }

@@ -27,7 +27,10 @@
 // the instance; variant_peak_fit.h): the top of a quadric through their scores and the plane
 // through their locations there. The instance's score, location and variant stay those of the
 // best variant. The grid's steps (0.5 degrees, 3 %) are coarser than the pose needs, and
-// neighbouring variants' scores differ by about their noise.
+// neighbouring variants' scores differ by about their noise. From that pose a few Gauss-Newton
+// steps fit the translation, angle and scale continuously (xf_RefineSimilarityPose): the
+// band-limited model image mapped into the searched window, with a gain and offset of the grey
+// levels, so that the normalised correlation is highest.
 //
 // Costs: training makes one resampled image, one pattern and one halved pattern per variant
 // (52 for the refinement's grid). A run that keeps one instance screens (see screening());
@@ -144,5 +147,7 @@ private:
     // halve), and the map from the model image's pixels to its pattern's pixels.
     std::vector<xcNccSearchModel> m_screens;
     std::vector<xcXform<2>> m_templateFromModel;
+    // The band-limited model image, for the continuous pose fit (variant_peak_fit.h).
+    xcPelBuffer<unsigned char> m_pattern;
     bool m_screening = true;
 };

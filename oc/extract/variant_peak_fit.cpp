@@ -111,3 +111,157 @@ xc_VariantPeak xf_FitVariantPeak(const std::vector<xc_VariantSample>& samples,
     peak.location = xcVector<2>(px, py);
     return peak;
 }
+
+namespace {
+
+// The pattern's pixels: centres and grey levels.
+struct PatternPixels {
+    std::vector<xcVector<2>> at;
+    std::vector<double> value;
+    xcVector<2> centre;
+};
+
+PatternPixels patternPixels(const xcPelBuffer_const<unsigned char>& pattern) {
+    PatternPixels p;
+    const xcPelRect w = pattern.window();
+    double sx = 0.0, sy = 0.0;
+    for (long y = 0; y < w.height(); ++y) {
+        const unsigned char* row = pattern.rowPointer(w.y() + y);
+        for (long x = 0; x < w.width(); ++x) {
+            p.at.emplace_back(double(w.x() + x) + 0.5, double(w.y() + y) + 0.5);
+            p.value.push_back(row[x]);
+            sx += double(w.x() + x) + 0.5;
+            sy += double(w.y() + y) + 0.5;
+        }
+    }
+    const double n = static_cast<double>(std::max<std::size_t>(1, p.at.size()));
+    p.centre = xcVector<2>(sx / n, sy / n);
+    return p;
+}
+
+// Bilinear value and gradient (central differences, interpolated the same way) of `image` at
+// the point q of its pixel frame; false when the taps leave the window.
+bool sample(const xcPelBuffer_const<unsigned char>& image, const xcVector<2>& q, double& v,
+            double& gx, double& gy) {
+    const xcPelRect w = image.window();
+    const double x = q.x() - 0.5, y = q.y() - 0.5;
+    if (!(x >= double(w.x() + 1) && y >= double(w.y() + 1) &&
+          x < double(w.x() + w.width() - 2) && y < double(w.y() + w.height() - 2)))
+        return false;
+    const long x0 = static_cast<long>(std::floor(x)), y0 = static_cast<long>(std::floor(y));
+    const double fx = x - double(x0), fy = y - double(y0);
+    auto px = [&](long dx, long dy) -> double {
+        return image.rowPointer(y0 + dy)[x0 + dx - w.x()];
+    };
+    double val[2][2], ddx[2][2], ddy[2][2];
+    for (long j = 0; j < 2; ++j)
+        for (long i = 0; i < 2; ++i) {
+            val[j][i] = px(i, j);
+            ddx[j][i] = 0.5 * (px(i + 1, j) - px(i - 1, j));
+            ddy[j][i] = 0.5 * (px(i, j + 1) - px(i, j - 1));
+        }
+    auto lerp = [fx, fy](const double (&a)[2][2]) {
+        return (1 - fy) * ((1 - fx) * a[0][0] + fx * a[0][1]) +
+               fy * ((1 - fx) * a[1][0] + fx * a[1][1]);
+    };
+    v = lerp(val);
+    gx = lerp(ddx);
+    gy = lerp(ddy);
+    return true;
+}
+
+// The pose about the pattern's centre c: x = s R(theta) (u - c) + t, s = exp(sigma).
+struct Params {
+    xcVector<2> t;
+    double theta = 0.0, sigma = 0.0;
+    xcVector<2> map(const xcVector<2>& u, const xcVector<2>& c) const {
+        const double s = std::exp(sigma), cs = std::cos(theta), sn = std::sin(theta);
+        const xcVector<2> d = u - c;
+        return t + xcVector<2>(s * (cs * d.x() - sn * d.y()), s * (sn * d.x() + cs * d.y()));
+    }
+};
+
+// Normalised correlation of the pattern with the image under `q`, and the gain and offset
+// that map the pattern's grey levels onto the image's; false when more than a tenth of the
+// pattern leaves the image or either side has no contrast.
+bool correlate(const PatternPixels& pat, const xcPelBuffer_const<unsigned char>& image,
+               const Params& q, double& ncc, double& gain, double& offset) {
+    double n = 0, st = 0, si = 0, stt = 0, sii = 0, sti = 0;
+    for (std::size_t k = 0; k < pat.at.size(); ++k) {
+        double v, gx, gy;
+        if (!sample(image, q.map(pat.at[k], pat.centre), v, gx, gy)) continue;
+        const double t = pat.value[k];
+        n += 1, st += t, si += v, stt += t * t, sii += v * v, sti += t * v;
+    }
+    if (n < 0.9 * static_cast<double>(pat.at.size()) || n < 4) return false;
+    const double vt = stt - st * st / n, vi = sii - si * si / n, c = sti - st * si / n;
+    if (!(vt > 1e-9 && vi > 1e-9)) return false;
+    ncc = c / std::sqrt(vt * vi);
+    gain = c / vt;
+    offset = (si - gain * st) / n;
+    return true;
+}
+
+}  // namespace
+
+xc_SimilarityPose xf_RefineSimilarityPose(const xcPelBuffer_const<unsigned char>& pattern,
+                                          const xcPelBuffer_const<unsigned char>& image,
+                                          const xc_SimilarityPose& start, double maxShift) {
+    constexpr int kIterations = 6;
+    constexpr int kTerms = 5;
+    const PatternPixels pat = patternPixels(pattern);
+    if (pat.at.empty() || !(start.scale > 0.0)) return start;
+    Params q;
+    q.theta = start.angle;
+    q.sigma = std::log(start.scale);
+    q.t = start.translation;
+    q.t = q.map(pat.centre, xcVector<2>(0.0, 0.0));  // where the centre goes
+    const Params first = q;
+    double ncc = 0, gain = 1, offset = 0;
+    if (!correlate(pat, image, q, ncc, gain, offset)) return start;
+    for (int it = 0; it < kIterations; ++it) {
+        // Normal equations of I(x(u)) - gain T(u) - offset over (t, theta, gain, offset).
+        std::array<Row, kMaxTerms> ata{};
+        Row atb{};
+        for (std::size_t k = 0; k < pat.at.size(); ++k) {
+            const xcVector<2> x = q.map(pat.at[k], pat.centre);
+            double v, gx, gy;
+            if (!sample(image, x, v, gx, gy)) continue;
+            const xcVector<2> d = x - q.t;
+            const Row j{gx, gy, gx * -d.y() + gy * d.x(), -pat.value[k], -1.0, 0.0};
+            const double r = v - gain * pat.value[k] - offset;
+            for (int a = 0; a < kTerms; ++a) {
+                for (int b = 0; b < kTerms; ++b) ata[a][b] += j[a] * j[b];
+                atb[a] -= j[a] * r;
+            }
+        }
+        Row step{};
+        if (!solve(ata, atb, kTerms, step)) break;
+        bool better = false;
+        for (double f = 1.0; f >= 0.25 && !better; f *= 0.5) {
+            Params next = q;
+            next.t = q.t + xcVector<2>(step[0], step[1]) * f;
+            next.theta = q.theta + step[2] * f;
+            double n2, g2, o2;
+            if (correlate(pat, image, next, n2, g2, o2) && n2 > ncc) {
+                q = next, ncc = n2, gain = g2, offset = o2;
+                better = true;
+            }
+        }
+        if (!better || std::hypot(step[0], step[1]) < 1e-3) break;
+    }
+    // The farthest any corner of the pattern moved.
+    const xcPelRect w = pattern.window();
+    double moved = 0.0;
+    for (int corner = 0; corner < 4; ++corner) {
+        const xcVector<2> u(double(w.x() + (corner & 1 ? w.width() : 0)),
+                            double(w.y() + (corner & 2 ? w.height() : 0)));
+        moved = std::max(moved, (q.map(u, pat.centre) - first.map(u, pat.centre)).len());
+    }
+    if (moved > maxShift) return start;
+    xc_SimilarityPose out;
+    out.angle = q.theta;
+    out.scale = std::exp(q.sigma);
+    out.translation = q.map(xcVector<2>(0.0, 0.0), pat.centre);
+    return out;
+}
