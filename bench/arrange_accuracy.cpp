@@ -113,6 +113,9 @@ struct Tally {
     // --inferred: inferred poses before the refinement, per line shape (0 straight, 1 circular)
     std::vector<double> infDist[2], infAlong[2], infAcross[2], infAngle[2];
     long infBeyond[2] = {0, 0};
+    // Circular lines: the same, laid out with the cell widths taken in the sense of the sweep.
+    std::vector<double> infDistSensed;
+    long infBeyondSensed = 0;
 };
 
 struct Scene {
@@ -378,9 +381,32 @@ void measureInferred(const Scene& s, const xcSynthScene& scene, const xcOCAlphab
     std::vector<double> scores;
     std::vector<xcOCArrangeDefs::CharStatus> status;
     xf_ComputePositionResults(cp, cs, path, cost, chars, s.arrange, poses, scores, status);
+    std::size_t arc = 0;
     for (long l = 0; l < path.numLines(); ++l) {
         const int shape = l < static_cast<long>(cost.lineTypes.size()) &&
                           cost.lineTypes[static_cast<std::size_t>(l)] == xcOCArrangeDefs::eCircular;
+        // The arc's layout with the widths counted in the sense of its sweep: positions from
+        // the line's start to its last matched one, cell widths of upright characters.
+        std::vector<xcVector<2>> sensed;
+        if (shape && arc < cost.lineArcs.size()) {
+            const xcEllipseArc2& a = cost.lineArcs[arc++];
+            long b = path.lineEnd(l) - 1;
+            while (b > path.lineStart(l) && status[static_cast<std::size_t>(b)] != xcOCArrangeDefs::eMatched) --b;
+            const long L = b - path.lineStart(l) + 1;
+            std::vector<double> w;
+            for (long j = path.lineStart(l); j <= b; ++j)
+                w.push_back(double(alphabet.character(keys[static_cast<std::size_t>(j)])->imageArea().width()));
+            double W = 0.5 * (w.front() + w.back());
+            for (std::size_t j = 1; j + 1 < w.size(); ++j) W += w[j];
+            const double R = a.ellipse().xRadius(), psi = a.span().toDouble();
+            const double sense = psi >= 0 ? 1.0 : -1.0;
+            const double g = L > 1 ? (psi - sense * W / R) / double(L - 1) : 0.0;
+            double ang = a.start().toDouble();
+            for (long j = 0; j < L; ++j) {
+                if (j > 0) ang += sense * (w[static_cast<std::size_t>(j - 1)] + w[static_cast<std::size_t>(j)]) / (2 * R) + g;
+                sensed.push_back(a.ellipse().center() + xcVector<2>(std::cos(ang), std::sin(ang)) * R);
+            }
+        }
         for (long i = path.lineStart(l); i < path.lineEnd(l); ++i) {
             const std::size_t u = static_cast<std::size_t>(i);
             const xcSynthCharTruth& c = scene.truth.chars[u];
@@ -403,6 +429,16 @@ void measureInferred(const Scene& s, const xcSynthScene& scene, const xcOCAlphab
                 std::abs(across) > poses[u].scale * double(m.imageArea().height()) / 3.0 ||
                 ang > 3.0;
             t.infBeyond[shape] += beyond;
+            const std::size_t js = static_cast<std::size_t>(i - path.lineStart(l));
+            if (shape && js < sensed.size()) {
+                const xcVector<2> ds = d + (sensed[js] - poses[u].translation);
+                const double as = ds.x() * std::cos(a) + ds.y() * std::sin(a);
+                const double cs = -ds.x() * std::sin(a) + ds.y() * std::cos(a);
+                t.infDistSensed.push_back(ds.len());
+                t.infBeyondSensed +=
+                    std::abs(as) > poses[u].scale * double(m.imageArea().width()) / 3.0 ||
+                    std::abs(cs) > poses[u].scale * double(m.imageArea().height()) / 3.0;
+            }
             if (verbose && beyond) {
                 std::string line;  // m matched, i inferred, per position of the line
                 for (long j = path.lineStart(l); j < path.lineEnd(l); ++j)
@@ -580,6 +616,12 @@ int main(int argc, char** argv) {
                 percentile(t.infAcross[shape], 0.9), percentile(t.infAngle[shape], 0.5),
                 percentile(t.infAngle[shape], 0.9), t.infBeyond[shape]);
         }
+        if (o.inferred && !t.infDistSensed.empty())
+            std::printf("|   circular, widths in the sense of the sweep: distance median %.2f / p90 "
+                        "%.2f / max %.2f px, beyond the refinement's reach (position) %ld | | | | | | "
+                        "| | | |\n",
+                        percentile(t.infDistSensed, 0.5), percentile(t.infDistSensed, 0.9),
+                        percentile(t.infDistSensed, 1.0), t.infBeyondSensed);
         std::fflush(stdout);
     }
     return 0;
