@@ -67,7 +67,7 @@ struct Options {
     std::uint64_t seed = 1;
     std::string suite;  // empty: all
     bool verbose = false;
-    bool centred = false;  // models with their client origin at the cell centre
+    bool centred = false;   // models with their client origin at the cell centre
     bool inferred = false;  // measure the inferred poses before the refinement
     long only = -1;         // run only this scene of each suite
 };
@@ -306,7 +306,8 @@ std::vector<int> patternClass(const Scene& s, const xcOCAlphabet& alphabet) {
 // Per position of the target: whether the rules may leave it on a line of its own, that is
 // whether every position from it to one end of its line is one that no search can place
 // (patternless, missing or damaged).
-std::vector<bool> mayBeLone(const Scene& s, const xcSynthTruth& truth, const std::vector<int>& bound) {
+std::vector<bool> mayBeLone(const Scene& s, const xcSynthTruth& truth,
+                            const std::vector<int>& bound) {
     std::vector<bool> lone(bound.size(), false);
     std::size_t begin = 0;
     for (long k = 0; k < s.targetLines; ++k) {
@@ -370,8 +371,8 @@ void measureInferred(const Scene& s, const xcSynthScene& scene, const xcOCAlphab
     }
     std::vector<std::vector<xc_Pose>> cp;
     std::vector<std::vector<double>> cs;
-    xf_SearchCharCandidates(scene.image, xcPelBuffer_const<unsigned char>(), copy, keys,
-                            s.arrange, cp, cs, chars, nullptr, 0);
+    xf_SearchCharCandidates(scene.image, xcPelBuffer_const<unsigned char>(), copy, keys, s.arrange,
+                            cp, cs, chars, nullptr, 0);
     xc_ArrangePath path;
     xf_SearchArrangePath(scene.image, alphabet, keys, chars, cp, cs, s.arrange, path);
     xc_ArrangeCost cost;
@@ -391,11 +392,14 @@ void measureInferred(const Scene& s, const xcSynthScene& scene, const xcOCAlphab
         if (shape && arc < cost.lineArcs.size()) {
             const xcEllipseArc2& a = cost.lineArcs[arc++];
             long b = path.lineEnd(l) - 1;
-            while (b > path.lineStart(l) && status[static_cast<std::size_t>(b)] != xcOCArrangeDefs::eMatched) --b;
+            while (b > path.lineStart(l) &&
+                   status[static_cast<std::size_t>(b)] != xcOCArrangeDefs::eMatched)
+                --b;
             const long L = b - path.lineStart(l) + 1;
             std::vector<double> w;
             for (long j = path.lineStart(l); j <= b; ++j)
-                w.push_back(double(alphabet.character(keys[static_cast<std::size_t>(j)])->imageArea().width()));
+                w.push_back(double(
+                    alphabet.character(keys[static_cast<std::size_t>(j)])->imageArea().width()));
             double W = 0.5 * (w.front() + w.back());
             for (std::size_t j = 1; j + 1 < w.size(); ++j) W += w[j];
             const double R = a.ellipse().xRadius(), psi = a.span().toDouble();
@@ -403,8 +407,14 @@ void measureInferred(const Scene& s, const xcSynthScene& scene, const xcOCAlphab
             const double g = L > 1 ? (psi - sense * W / R) / double(L - 1) : 0.0;
             double ang = a.start().toDouble();
             for (long j = 0; j < L; ++j) {
-                if (j > 0) ang += sense * (w[static_cast<std::size_t>(j - 1)] + w[static_cast<std::size_t>(j)]) / (2 * R) + g;
-                sensed.push_back(a.ellipse().center() + xcVector<2>(std::cos(ang), std::sin(ang)) * R);
+                if (j > 0)
+                    ang +=
+                        sense *
+                            (w[static_cast<std::size_t>(j - 1)] + w[static_cast<std::size_t>(j)]) /
+                            (2 * R) +
+                        g;
+                sensed.push_back(a.ellipse().center() +
+                                 xcVector<2>(std::cos(ang), std::sin(ang)) * R);
             }
         }
         for (long i = path.lineStart(l); i < path.lineEnd(l); ++i) {
@@ -418,8 +428,8 @@ void measureInferred(const Scene& s, const xcSynthScene& scene, const xcOCAlphab
             const double a = c.pose.angle * M_PI / 180.0;
             const double along = d.x() * std::cos(a) + d.y() * std::sin(a);
             const double across = -d.x() * std::sin(a) + d.y() * std::cos(a);
-            const double ang = std::abs(std::remainder(
-                poses[u].angle.toDouble() * 180.0 / M_PI - c.pose.angle, 360.0));
+            const double ang = std::abs(
+                std::remainder(poses[u].angle.toDouble() * 180.0 / M_PI - c.pose.angle, 360.0));
             t.infDist[shape].push_back(d.len());
             t.infAlong[shape].push_back(std::abs(along));
             t.infAcross[shape].push_back(std::abs(across));
@@ -443,21 +453,25 @@ void measureInferred(const Scene& s, const xcSynthScene& scene, const xcOCAlphab
                 std::string line;  // m matched, i inferred, per position of the line
                 for (long j = path.lineStart(l); j < path.lineEnd(l); ++j)
                     line += status[static_cast<std::size_t>(j)] == xcOCArrangeDefs::eMatched ? 'm'
-                                                                                           : 'i';
-                std::printf("  %s inferred '%lc' at %ld beyond the refinement: along %.2f, across "
-                            "%.2f px, %.2f deg, line %s, seed %llu\n",
-                            suite.c_str(), static_cast<wint_t>(c.code), i, along, across, ang,
-                            line.c_str(), static_cast<unsigned long long>(s.params.seed));
+                                                                                             : 'i';
+                std::printf(
+                    "  %s inferred '%lc' at %ld beyond the refinement: along %.2f, across "
+                    "%.2f px, %.2f deg, line %s, seed %llu\n",
+                    suite.c_str(), static_cast<wint_t>(c.code), i, along, across, ang, line.c_str(),
+                    static_cast<unsigned long long>(s.params.seed));
                 for (long j = path.lineStart(l); j < path.lineEnd(l) && o_dump; ++j) {
                     const std::size_t v = static_cast<std::size_t>(j);
-                    const xcXform<2> pj = poses[v].xform() *
+                    const xcXform<2> pj =
+                        poses[v].xform() *
                         xcXform<2>::translation(xfSynthCellLowerLeft(*alphabet.character(keys[v])));
-                    std::printf("    %ld '%lc' %c nominal (%.2f, %.2f) truth (%.2f, %.2f) angle %.2f / %.2f\n",
-                                j, static_cast<wint_t>(scene.truth.chars[v].code),
-                                status[v] == xcOCArrangeDefs::eMatched ? 'm' : 'i',
-                                pj.trans().x(), pj.trans().y(), scene.truth.chars[v].pose.position.x(),
-                                scene.truth.chars[v].pose.position.y(),
-                                poses[v].angle.toDouble() * 180 / M_PI, scene.truth.chars[v].pose.angle);
+                    std::printf(
+                        "    %ld '%lc' %c nominal (%.2f, %.2f) truth (%.2f, %.2f) angle %.2f / "
+                        "%.2f\n",
+                        j, static_cast<wint_t>(scene.truth.chars[v].code),
+                        status[v] == xcOCArrangeDefs::eMatched ? 'm' : 'i', pj.trans().x(),
+                        pj.trans().y(), scene.truth.chars[v].pose.position.x(),
+                        scene.truth.chars[v].pose.position.y(),
+                        poses[v].angle.toDouble() * 180 / M_PI, scene.truth.chars[v].pose.angle);
                 }
                 if (shape && !cost.lineArcs.empty())
                     std::printf("    arc centre (%.2f, %.2f), radius %.2f\n",
@@ -554,9 +568,31 @@ void runScene(const Scene& s, const std::string& suite, Tally& t, const Options&
     }
     t.scenesRight += right;
     t.scenesRightHonest += rightHonest;
-    if (verbose && !rightHonest)
-        std::printf("  %s lines wrong: %zu lines, scene %ld\n", suite.c_str(), shapes.size(),
-                    s.index);
+    if (verbose && !rightHonest) {
+        // Per line: its positions, each as m (matched), i (inferred) or u (unknown), upper case
+        // when the character has a pattern, '-' for a blank, '!' for a missing or damaged one;
+        // 'c' or 's' for a circular or straight line of two or more positions.
+        std::string text;
+        std::size_t i = 0;
+        for (const LineShape& l : shapes) {
+            text += l.positions > 1 ? (l.shape == L"Circular" ? " c:" : " s:") : " ";
+            for (long k = 0; k < l.positions && i < keys.size(); ++k, ++i) {
+                const xcSynthCharTruth& c = scene.truth.chars[i];
+                const auto st = r.statusFlags()[i];
+                char ch = st == xcOCArrangeDefs::eMatched    ? 'm'
+                          : st == xcOCArrangeDefs::eInferred ? 'i'
+                                                             : 'u';
+                if (c.blank)
+                    ch = '-';
+                else if (c.missing || c.damaged)
+                    ch = '!';
+                else if (bound[i] == 0)
+                    ch = static_cast<char>(ch - 'a' + 'A');
+                text += ch;
+            }
+        }
+        std::printf("  %s lines wrong, scene %ld:%s\n", suite.c_str(), s.index, text.c_str());
+    }
 }
 
 }  // namespace
@@ -597,7 +633,8 @@ int main(int argc, char** argv) {
             t.missesPatternless, patterned, t.intactOk, t.intact - t.missesRuleBound,
             pct(t.intactOk, t.intact - t.missesRuleBound), t.missingMatched, t.missing,
             t.missingInferredNear, t.missing, t.damagedMatched, t.damaged, t.damagedMatched07,
-            t.damaged, t.scenesRight, t.scenes, t.scenesRightHonest, t.scenes, percentile(t.ms, 0.5), percentile(t.ms, 0.95));
+            t.damaged, t.scenesRight, t.scenes, t.scenesRightHonest, t.scenes,
+            percentile(t.ms, 0.5), percentile(t.ms, 0.95));
         if (!t.misses.empty()) {
             std::printf("|   misses by character: ");
             for (const auto& [c, n] : t.misses) std::printf("%lc %ld  ", static_cast<wint_t>(c), n);
@@ -617,11 +654,12 @@ int main(int argc, char** argv) {
                 percentile(t.infAngle[shape], 0.9), t.infBeyond[shape]);
         }
         if (o.inferred && !t.infDistSensed.empty())
-            std::printf("|   circular, widths in the sense of the sweep: distance median %.2f / p90 "
-                        "%.2f / max %.2f px, beyond the refinement's reach (position) %ld | | | | | | "
-                        "| | | |\n",
-                        percentile(t.infDistSensed, 0.5), percentile(t.infDistSensed, 0.9),
-                        percentile(t.infDistSensed, 1.0), t.infBeyondSensed);
+            std::printf(
+                "|   circular, widths in the sense of the sweep: distance median %.2f / p90 "
+                "%.2f / max %.2f px, beyond the refinement's reach (position) %ld | | | | | | "
+                "| | | |\n",
+                percentile(t.infDistSensed, 0.5), percentile(t.infDistSensed, 0.9),
+                percentile(t.infDistSensed, 1.0), t.infBeyondSensed);
         std::fflush(stdout);
     }
     return 0;

@@ -145,8 +145,8 @@ bool sample(const xcPelBuffer_const<unsigned char>& image, const xcVector<2>& q,
             double& gx, double& gy) {
     const xcPelRect w = image.window();
     const double x = q.x() - 0.5, y = q.y() - 0.5;
-    if (!(x >= double(w.x() + 1) && y >= double(w.y() + 1) &&
-          x < double(w.x() + w.width() - 2) && y < double(w.y() + w.height() - 2)))
+    if (!(x >= double(w.x() + 1) && y >= double(w.y() + 1) && x < double(w.x() + w.width() - 2) &&
+          y < double(w.y() + w.height() - 2)))
         return false;
     const long x0 = static_cast<long>(std::floor(x)), y0 = static_cast<long>(std::floor(y));
     const double fx = x - double(x0), fy = y - double(y0);
@@ -160,7 +160,7 @@ bool sample(const xcPelBuffer_const<unsigned char>& image, const xcVector<2>& q,
             ddx[j][i] = 0.5 * (px(i + 1, j) - px(i - 1, j));
             ddy[j][i] = 0.5 * (px(i, j + 1) - px(i, j - 1));
         }
-    auto lerp = [fx, fy](const double (&a)[2][2]) {
+    auto lerp = [fx, fy](const double(&a)[2][2]) {
         return (1 - fy) * ((1 - fx) * a[0][0] + fx * a[0][1]) +
                fy * ((1 - fx) * a[1][0] + fx * a[1][1]);
     };
@@ -175,10 +175,22 @@ struct Params {
     xcVector<2> t;
     double theta = 0.0, sigma = 0.0;
     xcVector<2> map(const xcVector<2>& u, const xcVector<2>& c) const {
-        const double s = std::exp(sigma), cs = std::cos(theta), sn = std::sin(theta);
-        const xcVector<2> d = u - c;
-        return t + xcVector<2>(s * (cs * d.x() - sn * d.y()), s * (sn * d.x() + cs * d.y()));
+        return Mapper(*this, c)(u);
     }
+    // The map with its matrix worked out once.
+    struct Mapper {
+        double a, b;  // s cos(theta), s sin(theta)
+        xcVector<2> t, c;
+        Mapper(const Params& p, const xcVector<2>& centre)
+            : a(std::exp(p.sigma) * std::cos(p.theta)),
+              b(std::exp(p.sigma) * std::sin(p.theta)),
+              t(p.t),
+              c(centre) {}
+        xcVector<2> operator()(const xcVector<2>& u) const {
+            const double dx = u.x() - c.x(), dy = u.y() - c.y();
+            return t + xcVector<2>(a * dx - b * dy, b * dx + a * dy);
+        }
+    };
 };
 
 // Normalised correlation of the pattern with the image under `q`, and the gain and offset
@@ -187,9 +199,10 @@ struct Params {
 bool correlate(const PatternPixels& pat, const xcPelBuffer_const<unsigned char>& image,
                const Params& q, double& ncc, double& gain, double& offset) {
     double n = 0, st = 0, si = 0, stt = 0, sii = 0, sti = 0;
+    const Params::Mapper map(q, pat.centre);
     for (std::size_t k = 0; k < pat.at.size(); ++k) {
         double v, gx, gy;
-        if (!sample(image, q.map(pat.at[k], pat.centre), v, gx, gy)) continue;
+        if (!sample(image, map(pat.at[k]), v, gx, gy)) continue;
         const double t = pat.value[k];
         n += 1, st += t, si += v, stt += t * t, sii += v * v, sti += t * v;
     }
@@ -223,10 +236,13 @@ xc_SimilarityPose xf_RefineSimilarityPose(const xcPelBuffer_const<unsigned char>
         // Normal equations of I(x(u)) - gain T(u) - offset over (t, theta, gain, offset).
         std::array<Row, kMaxTerms> ata{};
         Row atb{};
+        std::size_t inside = 0;
+        const Params::Mapper map(q, pat.centre);
         for (std::size_t k = 0; k < pat.at.size(); ++k) {
-            const xcVector<2> x = q.map(pat.at[k], pat.centre);
+            const xcVector<2> x = map(pat.at[k]);
             double v, gx, gy;
             if (!sample(image, x, v, gx, gy)) continue;
+            ++inside;
             const xcVector<2> d = x - q.t;
             const Row j{gx, gy, gx * -d.y() + gy * d.x(), -pat.value[k], -1.0, 0.0};
             const double r = v - gain * pat.value[k] - offset;
@@ -236,19 +252,14 @@ xc_SimilarityPose xf_RefineSimilarityPose(const xcPelBuffer_const<unsigned char>
             }
         }
         Row step{};
-        if (!solve(ata, atb, kTerms, step)) break;
-        bool better = false;
-        for (double f = 1.0; f >= 0.25 && !better; f *= 0.5) {
-            Params next = q;
-            next.t = q.t + xcVector<2>(step[0], step[1]) * f;
-            next.theta = q.theta + step[2] * f;
-            double n2, g2, o2;
-            if (correlate(pat, image, next, n2, g2, o2) && n2 > ncc) {
-                q = next, ncc = n2, gain = g2, offset = o2;
-                better = true;
-            }
-        }
-        if (!better || std::hypot(step[0], step[1]) < 1e-3) break;
+        if (10 * inside < 9 * pat.at.size() || !solve(ata, atb, kTerms, step)) return start;
+        // Whole Gauss-Newton steps: the correlation of bilinear samples, which is highest where
+        // the samples fall on pixel centres, would judge the steps by their phase, not their fit.
+        q.t = q.t + xcVector<2>(step[0], step[1]);
+        q.theta = q.theta + step[2];
+        gain += step[3];
+        offset += step[4];
+        if (std::hypot(step[0], step[1]) < 1e-3 && std::fabs(step[2]) < 1e-5) break;
     }
     // The farthest any corner of the pattern moved.
     const xcPelRect w = pattern.window();

@@ -54,14 +54,17 @@ struct xc_SimilarityPose {
 };
 
 // The continuous pose between the grid's variants: starting from `start`, a few Gauss-Newton
-// steps on the pattern's pixels mapped into `image` (bilinear samples and gradients) fit the
-// translation and angle together with a gain and offset of the grey levels, which is the pose
-// of highest normalised correlation near `start`; the scale stays `start`'s (the variants'
-// fit: fitted here as well, it came out 1 to 3 % too large for characters such as x and 7,
-// while the variants' fit keeps it within 0.8 %). A step is taken only when it raises the
-// correlation. Returns `start` unchanged when the pattern has no contrast, when more than a
-// tenth of its pixels leave the image, or when the fit moves any corner of the pattern further
-// than `maxShift` pixels from `start`: the grid's variants are then the better guide.
+// steps on the pattern's pixels mapped into `image` (bilinear samples, gradients by central
+// differences interpolated the same way) fit the translation and angle together with a gain
+// and offset of the grey levels: the least-squares form of the highest normalised correlation
+// near `start`. The steps are taken whole, not judged by the correlation of the bilinear
+// samples, which is highest where the samples fall on pixel centres (least interpolation blur)
+// and so favours the pixel grid over the fit. The scale stays `start`'s: fitted here as well it
+// came out 1 to 3 % too large for characters such as x and 7, while the variants' fit keeps it
+// within 0.8 %. Returns `start` unchanged when the pattern or its samples have no contrast,
+// when more than a tenth of its pixels leave the image, or when the fit moves any corner of
+// the pattern further than `maxShift` pixels from `start`: the grid's variants are then the
+// better guide.
 xc_SimilarityPose xf_RefineSimilarityPose(const xcPelBuffer_const<unsigned char>& pattern,
                                           const xcPelBuffer_const<unsigned char>& image,
                                           const xc_SimilarityPose& start, double maxShift);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <vector>
 
 namespace {
@@ -73,3 +75,55 @@ TEST(VariantPeakFit, WithoutATopTheBestVariantStays) {
 }
 
 }  // namespace
+
+// A smooth, asymmetric grey-level surface of the pattern's pixel frame.
+double surface(double x, double y) {
+    auto bump = [&](double cx, double cy, double s) {
+        return std::exp(-((x - cx) * (x - cx) + (y - cy) * (y - cy)) / s);
+    };
+    return 110.0 + 90.0 * bump(8.0, 10.0, 30.0) - 70.0 * bump(16.0, 22.0, 20.0) + 1.5 * x;
+}
+
+// The pattern (24 x 32) and an image (64 x 64) holding it at `truth`.
+void plant(const xc_SimilarityPose& truth, xcPelBuffer<unsigned char>& pattern,
+           xcPelBuffer<unsigned char>& image) {
+    pattern = xcPelBuffer<unsigned char>(24, 32);
+    for (long y = 0; y < 32; ++y)
+        for (long x = 0; x < 24; ++x)
+            pattern.rowPointer(y)[x] =
+                static_cast<unsigned char>(std::lround(surface(x + 0.5, y + 0.5)));
+    image = xcPelBuffer<unsigned char>(64, 64);
+    const double c = std::cos(truth.angle), s = std::sin(truth.angle);
+    for (long y = 0; y < 64; ++y)
+        for (long x = 0; x < 64; ++x) {
+            const xcVector<2> d = (xcVector<2>(x + 0.5, y + 0.5) - truth.translation) / truth.scale;
+            const double v = surface(c * d.x() + s * d.y(), -s * d.x() + c * d.y());
+            image.rowPointer(y)[x] =
+                static_cast<unsigned char>(std::lround(std::clamp(v, 0.0, 255.0)));
+        }
+}
+
+TEST(SimilarityPoseRefinement, ReachesThePlantedPoseOrKeepsTheStart) {
+    const xc_SimilarityPose truth{1.2 * M_PI / 180.0, 1.0, xcVector<2>(18.3, 14.6)};
+    xcPelBuffer<unsigned char> pattern, image;
+    plant(truth, pattern, image);
+    xc_SimilarityPose start = truth;
+    start.angle += 0.5 * M_PI / 180.0;
+    start.translation += xcVector<2>(0.35, -0.3);
+
+    const xc_SimilarityPose fit = xf_RefineSimilarityPose(pattern, image, start, 1.0);
+    EXPECT_NEAR(fit.angle * 180.0 / M_PI, 1.2, 0.03);
+    EXPECT_NEAR(fit.translation.x(), truth.translation.x(), 0.03);
+    EXPECT_NEAR(fit.translation.y(), truth.translation.y(), 0.03);
+    EXPECT_EQ(fit.scale, start.scale);
+
+    // Moving further than allowed, or a pattern without contrast, keeps the start.
+    const xc_SimilarityPose held = xf_RefineSimilarityPose(pattern, image, start, 0.2);
+    EXPECT_EQ(held.angle, start.angle);
+    EXPECT_EQ(held.translation, start.translation);
+    xcPelBuffer<unsigned char> flat(24, 32);
+    for (long y = 0; y < 32; ++y) std::fill_n(flat.rowPointer(y), 24, 100);
+    const xc_SimilarityPose same = xf_RefineSimilarityPose(flat, image, start, 1.0);
+    EXPECT_EQ(same.angle, start.angle);
+    EXPECT_EQ(same.translation, start.translation);
+}
