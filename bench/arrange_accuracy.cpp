@@ -570,8 +570,9 @@ void runScene(const Scene& s, const std::string& suite, Tally& t, const Options&
     t.scenesRightHonest += rightHonest;
     if (verbose && !rightHonest) {
         // Per line: its positions, each as m (matched), i (inferred) or u (unknown), upper case
-        // when the character has a pattern, '-' for a blank, '!' for a missing or damaged one;
-        // 'c' or 's' for a circular or straight line of two or more positions.
+        // when the character has a pattern, '-' for a blank, '!' for a missing or damaged one ('#'
+        // when it is reported matched); 'c' or 's' for a circular or straight line of two or more
+        // positions.
         std::string text;
         std::size_t i = 0;
         for (const LineShape& l : shapes) {
@@ -585,7 +586,7 @@ void runScene(const Scene& s, const std::string& suite, Tally& t, const Options&
                 if (c.blank)
                     ch = '-';
                 else if (c.missing || c.damaged)
-                    ch = '!';
+                    ch = st == xcOCArrangeDefs::eMatched ? '#' : '!';
                 else if (bound[i] == 0)
                     ch = static_cast<char>(ch - 'a' + 'A');
                 text += ch;
