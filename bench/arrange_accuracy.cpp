@@ -442,12 +442,12 @@ void measureInferred(const Scene& s, const xcSynthScene& scene, const xcOCAlphab
             const std::size_t js = static_cast<std::size_t>(i - path.lineStart(l));
             if (shape && js < sensed.size()) {
                 const xcVector<2> ds = d + (sensed[js] - poses[u].translation);
-                const double as = ds.x() * std::cos(a) + ds.y() * std::sin(a);
-                const double cs = -ds.x() * std::sin(a) + ds.y() * std::cos(a);
+                const double alongS = ds.x() * std::cos(a) + ds.y() * std::sin(a);
+                const double acrossS = -ds.x() * std::sin(a) + ds.y() * std::cos(a);
                 t.infDistSensed.push_back(ds.len());
                 t.infBeyondSensed +=
-                    std::abs(as) > poses[u].scale * double(m.imageArea().width()) / 3.0 ||
-                    std::abs(cs) > poses[u].scale * double(m.imageArea().height()) / 3.0;
+                    std::abs(alongS) > poses[u].scale * double(m.imageArea().width()) / 3.0 ||
+                    std::abs(acrossS) > poses[u].scale * double(m.imageArea().height()) / 3.0;
             }
             if (verbose && beyond) {
                 std::string line;  // m matched, i inferred, per position of the line
