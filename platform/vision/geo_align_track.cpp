@@ -6,6 +6,10 @@
 #include <numbers>
 
 #include <emmintrin.h>
+#if defined(__GNUC__) && defined(__x86_64__)
+#include <immintrin.h>
+#define XC_GEO_TRACK_AVX2 1
+#endif
 
 #include "platform/core/attention.h"
 
@@ -91,6 +95,54 @@ void xc_GeoLevelScorer::prepareFrom(const xc_GeoLevelScorer& level, long x0, lon
     }
 }
 
+namespace {
+
+#if defined(XC_GEO_TRACK_AVX2)
+// The 5 x 5 scores with 8 float lanes: a row's five offsets in one register. Each lane sums the
+// same products in the same order as the SSE2 loop (no fused multiply-add), so the scores are
+// the same to the last bit.
+template <bool Polarity>
+__attribute__((target("avx2"))) void score5x5Avx2(const float* ux, const float* uy, long w, long h,
+                                                  float ox, float oy, float cs, float ss, float cf,
+                                                  float sf, const std::vector<xc_GeoPoint>& pts,
+                                                  double* out) {
+    constexpr int R = 2, n = 5;
+    __m256 acc[n];
+    for (int j = 0; j < n; ++j) acc[j] = _mm256_setzero_ps();
+    const __m256 zero = _mm256_setzero_ps();
+    const __m256 absMask = _mm256_castsi256_ps(_mm256_set1_epi32(0x7fffffff));
+    for (const xc_GeoPoint& p : pts) {
+        const float qx = ox + cs * p.x - ss * p.y;
+        const float qy = oy + ss * p.x + cs * p.y;
+        const long ix = static_cast<long>(std::floor(qx)), iy = static_cast<long>(std::floor(qy));
+        if (ix < R || iy < R || ix + R >= w || iy + R >= h) continue;
+        const __m256 dx = _mm256_set1_ps(cf * p.ux - sf * p.uy);
+        const __m256 dy = _mm256_set1_ps(sf * p.ux + cf * p.uy);
+        const long b = (iy - R) * w + ix - R;
+        for (int j = 0; j < n; ++j) {
+            const long o = b + j * w;
+            __m256 a = _mm256_add_ps(_mm256_mul_ps(_mm256_loadu_ps(ux + o), dx),
+                                     _mm256_mul_ps(_mm256_loadu_ps(uy + o), dy));
+            a = Polarity ? _mm256_max_ps(a, zero) : _mm256_and_ps(a, absMask);
+            acc[j] = _mm256_add_ps(acc[j], a);
+        }
+    }
+    const double np = static_cast<double>(std::max<size_t>(1, pts.size()));
+    for (int j = 0; j < n; ++j) {
+        alignas(32) float row[8];
+        _mm256_store_ps(row, acc[j]);
+        for (int i = 0; i < n; ++i) out[j * n + i] = row[i] / np;
+    }
+}
+
+bool hasAvx2() {
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
+#endif
+
+}  // namespace
+
 template <int R, bool Polarity>
 void xc_GeoLevelScorer::scoreSquare_(const std::vector<xc_GeoPoint>& pts, const xc_GeoPose& pose,
                                      int level, double* out) const {
@@ -112,6 +164,14 @@ void xc_GeoLevelScorer::scoreSquare_(const std::vector<xc_GeoPoint>& pts, const 
     const long w = m_w;
     const float* ux = m_ux.data();
     const float* uy = m_uy.data();
+#if defined(XC_GEO_TRACK_AVX2)
+    if constexpr (R == 2) {
+        if (hasAvx2()) {
+            score5x5Avx2<Polarity>(ux, uy, w, m_h, ox, oy, cs, ss, cf, sf, pts, out);
+            return;
+        }
+    }
+#endif
     for (const xc_GeoPoint& p : pts) {
         const float qx = ox + cs * p.x - ss * p.y;
         const float qy = oy + ss * p.x + cs * p.y;

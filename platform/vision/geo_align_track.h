@@ -67,7 +67,8 @@ private:
 
     long m_x0 = 0, m_y0 = 0, m_w = 0, m_h = 0;
     static constexpr size_t kPad = 4;
-    std::vector<float> m_ux, m_uy;  // unit gradient, row by row (kPad floats beyond the end)
+    std::vector<float> m_ux, m_uy;  // unit gradient, row by row (kPad floats beyond the end,
+                                    // where a row's eight-float loads reach)
 };
 
 // Tracks a candidate from the image level above `level` to `level` (with the points of the model
