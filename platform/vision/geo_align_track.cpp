@@ -11,6 +11,7 @@
 #define XC_GEO_TRACK_AVX2 1
 #endif
 
+#include "platform/core/angle.h"
 #include "platform/core/attention.h"
 
 double xc_GeoRunSetup::clampAngle(double a) const {
@@ -23,8 +24,8 @@ double xc_GeoRunSetup::clampAngle(double a) const {
     if (a < angleLo && a + kTurn <= angleHi) return a + kTurn;
     if (a > angleHi && a - kTurn >= angleLo) return a - kTurn;
     if (a >= angleLo && a <= angleHi) return a;
-    const double toLo = std::fabs(std::remainder(a - angleLo, kTurn));
-    const double toHi = std::fabs(std::remainder(a - angleHi, kTurn));
+    const double toLo = std::fabs(xcRadian(a - angleLo).signedNorm().value());
+    const double toHi = std::fabs(xcRadian(a - angleHi).signedNorm().value());
     return toLo <= toHi ? angleLo : angleHi;
 }
 
