@@ -97,14 +97,49 @@ bool strongerHit(const xc_GeoHit& a, const xc_GeoHit& b) {
     return a.t < b.t;
 }
 
+#if defined(__SSE2__)
+// The sums of one run of kRun placements in four registers of 8 lanes of 16 bits, ended early by
+// bound 2: false when the run is ruled out.
+bool sumRunSse2(const unsigned char* p, const std::int32_t* off, long n, std::int32_t minSum,
+                std::int16_t lanes[kRun]) {
+    const __m128i zero = _mm_setzero_si128();
+    __m128i a0 = zero, a1 = zero, a2 = zero, a3 = zero;
+    for (long i = 0; i < n;) {
+        const long blockEnd = std::min(n, i + 8);
+        for (; i < blockEnd; ++i) {
+            const unsigned char* q = p + off[i];
+            const __m128i x0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
+            const __m128i x1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q + 16));
+            a0 = _mm_add_epi16(a0, _mm_unpacklo_epi8(x0, zero));
+            a1 = _mm_add_epi16(a1, _mm_unpackhi_epi8(x0, zero));
+            a2 = _mm_add_epi16(a2, _mm_unpacklo_epi8(x1, zero));
+            a3 = _mm_add_epi16(a3, _mm_unpackhi_epi8(x1, zero));
+        }
+        if (i < n) {
+            // Bound 2: the best partial sum with every remaining point at 255.
+            __m128i mx = _mm_max_epi16(_mm_max_epi16(a0, a1), _mm_max_epi16(a2, a3));
+            mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 8));
+            mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 4));
+            mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 2));
+            const long best = static_cast<std::int16_t>(_mm_cvtsi128_si32(mx));
+            if (best + 255 * (n - i) < minSum) return false;
+        }
+    }
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), a0);
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 8), a1);
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 16), a2);
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 24), a3);
+    return true;
+}
+#endif
+
 #if defined(XC_GEO_COARSE_AVX2)
 bool hasAvx2() {
     static const bool has = __builtin_cpu_supports("avx2");
     return has;
 }
 
-// The sums of one run of kRun placements with 16 lanes of 16 bits per register, and bound 2 as
-// the SSE2 loop applies it (same sums, same decisions): false when the run is ruled out.
+// The same with two registers of 16 lanes (same sums, same decisions).
 __attribute__((target("avx2"))) bool sumRunAvx2(const unsigned char* p, const std::int32_t* off,
                                                 long n, std::int32_t minSum,
                                                 std::int16_t lanes[kRun]) {
@@ -243,7 +278,6 @@ bool xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v, 
     const long runs = (w + kRun - 1) / kRun;
     const unsigned char* base = resp.origin() + v * resp.stride();
     const std::int32_t* off = t.offsets.data();
-    const __m128i zero = _mm_setzero_si128();
     // Bound 1 over the whole row first: most rows of a scene lie away from its edges.
     if (std::min(n, resp.edgeCount(t.dxMin, v + t.dyMin, w - 1 + t.dxMax, v + t.dyMax) *
                         t.multiplicity) *
@@ -272,48 +306,14 @@ bool xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v, 
         const unsigned char* p = base + u0;
         alignas(32) std::int16_t lanes[kRun];
 #if defined(XC_GEO_COARSE_AVX2)
-        if (avx2) {
-            if (!sumRunAvx2(p, off, n, minSum, lanes)) {
-                std::fill(o, o + m, -1);
-                continue;
-            }
-        } else
+        const bool summed =
+            avx2 ? sumRunAvx2(p, off, n, minSum, lanes) : sumRunSse2(p, off, n, minSum, lanes);
+#else
+        const bool summed = sumRunSse2(p, off, n, minSum, lanes);
 #endif
-        {
-            __m128i a0 = zero, a1 = zero, a2 = zero, a3 = zero;
-            bool dropped = false;
-            for (long i = 0; i < n;) {
-                const long blockEnd = std::min(n, i + 8);
-                for (; i < blockEnd; ++i) {
-                    const unsigned char* q = p + off[i];
-                    const __m128i x0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
-                    const __m128i x1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q + 16));
-                    a0 = _mm_add_epi16(a0, _mm_unpacklo_epi8(x0, zero));
-                    a1 = _mm_add_epi16(a1, _mm_unpackhi_epi8(x0, zero));
-                    a2 = _mm_add_epi16(a2, _mm_unpacklo_epi8(x1, zero));
-                    a3 = _mm_add_epi16(a3, _mm_unpackhi_epi8(x1, zero));
-                }
-                if (i < n) {
-                    // Bound 2: the best partial sum with every remaining point at 255.
-                    __m128i mx = _mm_max_epi16(_mm_max_epi16(a0, a1), _mm_max_epi16(a2, a3));
-                    mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 8));
-                    mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 4));
-                    mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 2));
-                    const long best = static_cast<std::int16_t>(_mm_cvtsi128_si32(mx));
-                    if (best + 255 * (n - i) < minSum) {
-                        dropped = true;
-                        break;
-                    }
-                }
-            }
-            if (dropped) {
-                std::fill(o, o + m, -1);
-                continue;
-            }
-            _mm_store_si128(reinterpret_cast<__m128i*>(lanes), a0);
-            _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 8), a1);
-            _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 16), a2);
-            _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 24), a3);
+        if (!summed) {
+            std::fill(o, o + m, -1);
+            continue;
         }
         bool anyRun = false;
         for (long j = 0; j < m; ++j) {
