@@ -338,21 +338,23 @@ std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
     const long n = static_cast<long>(points.size());
     std::int32_t minSum =
         std::max<std::int32_t>(1, static_cast<std::int32_t>(std::ceil(minScore * 255.0 * n)));
-    // The strongest hits, at most kMaxCoarseHits, as a heap whose top is the weakest kept; once
-    // it is full, the weakest kept sum becomes the bar (the bounds then rule out more).
+    // The strongest hits, at most kMaxCoarseHits: a plain list until it is full, then a heap
+    // whose top is the weakest kept, whose sum becomes the bar (the bounds then rule out more).
     const std::size_t cap = static_cast<std::size_t>(
         std::clamp(256 * std::min(maxCandidates, kMaxCoarseHits), kMinCoarseHits, kMaxCoarseHits));
     std::vector<xc_GeoHit> hits;
     const auto add = [&](const xc_GeoHit& hit) {
-        if (hits.size() == cap) {
+        if (hits.size() < cap) {
+            hits.push_back(hit);
+            if (hits.size() < cap) return;
+            std::make_heap(hits.begin(), hits.end(), strongerHit);
+        } else {
             if (!strongerHit(hit, hits.front())) return;
             std::pop_heap(hits.begin(), hits.end(), strongerHit);
             hits.back() = hit;
-        } else {
-            hits.push_back(hit);
+            std::push_heap(hits.begin(), hits.end(), strongerHit);
         }
-        std::push_heap(hits.begin(), hits.end(), strongerHit);
-        if (hits.size() == cap) minSum = std::max(minSum, hits.front().sum);
+        minSum = std::max(minSum, hits.front().sum);
     };
     const long mw = resp.width(), mh = resp.height();
     std::vector<std::int32_t> sums(static_cast<size_t>(mw * mh));
