@@ -10,6 +10,10 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if defined(__GNUC__) && defined(__x86_64__)
+#include <immintrin.h>
+#define XC_GEO_COARSE_AVX2 1
+#endif
 
 namespace {
 
@@ -92,6 +96,79 @@ bool strongerHit(const xc_GeoHit& a, const xc_GeoHit& b) {
     if (a.u != b.u) return a.u < b.u;
     return a.t < b.t;
 }
+
+#if defined(__SSE2__)
+// The sums of one run of kRun placements in four registers of 8 lanes of 16 bits, ended early by
+// bound 2: false when the run is ruled out.
+bool sumRunSse2(const unsigned char* p, const std::int32_t* off, long n, std::int32_t minSum,
+                std::int16_t lanes[kRun]) {
+    const __m128i zero = _mm_setzero_si128();
+    __m128i a0 = zero, a1 = zero, a2 = zero, a3 = zero;
+    for (long i = 0; i < n;) {
+        const long blockEnd = std::min(n, i + 8);
+        for (; i < blockEnd; ++i) {
+            const unsigned char* q = p + off[i];
+            const __m128i x0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
+            const __m128i x1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q + 16));
+            a0 = _mm_add_epi16(a0, _mm_unpacklo_epi8(x0, zero));
+            a1 = _mm_add_epi16(a1, _mm_unpackhi_epi8(x0, zero));
+            a2 = _mm_add_epi16(a2, _mm_unpacklo_epi8(x1, zero));
+            a3 = _mm_add_epi16(a3, _mm_unpackhi_epi8(x1, zero));
+        }
+        if (i < n) {
+            // Bound 2: the best partial sum with every remaining point at 255.
+            __m128i mx = _mm_max_epi16(_mm_max_epi16(a0, a1), _mm_max_epi16(a2, a3));
+            mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 8));
+            mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 4));
+            mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 2));
+            const long best = static_cast<std::int16_t>(_mm_cvtsi128_si32(mx));
+            if (best + 255 * (n - i) < minSum) return false;
+        }
+    }
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), a0);
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 8), a1);
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 16), a2);
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 24), a3);
+    return true;
+}
+#endif
+
+#if defined(XC_GEO_COARSE_AVX2)
+bool hasAvx2() {
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
+
+// The same with two registers of 16 lanes (same sums, same decisions).
+__attribute__((target("avx2"))) bool sumRunAvx2(const unsigned char* p, const std::int32_t* off,
+                                                long n, std::int32_t minSum,
+                                                std::int16_t lanes[kRun]) {
+    __m256i a0 = _mm256_setzero_si256(), a1 = _mm256_setzero_si256();
+    for (long i = 0; i < n;) {
+        const long blockEnd = std::min(n, i + 8);
+        for (; i < blockEnd; ++i) {
+            const unsigned char* q = p + off[i];
+            a0 = _mm256_add_epi16(
+                a0, _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(q))));
+            a1 = _mm256_add_epi16(
+                a1,
+                _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(q + 16))));
+        }
+        if (i < n) {
+            const __m256i m2 = _mm256_max_epi16(a0, a1);
+            __m128i mx = _mm_max_epi16(_mm256_castsi256_si128(m2), _mm256_extracti128_si256(m2, 1));
+            mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 8));
+            mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 4));
+            mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 2));
+            const long best = static_cast<std::int16_t>(_mm_cvtsi128_si32(mx));
+            if (best + 255 * (n - i) < minSum) return false;
+        }
+    }
+    _mm256_store_si256(reinterpret_cast<__m256i*>(lanes), a0);
+    _mm256_store_si256(reinterpret_cast<__m256i*>(lanes + 16), a1);
+    return true;
+}
+#endif
 
 }  // namespace
 
@@ -201,7 +278,18 @@ bool xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v, 
     const long runs = (w + kRun - 1) / kRun;
     const unsigned char* base = resp.origin() + v * resp.stride();
     const std::int32_t* off = t.offsets.data();
-    const __m128i zero = _mm_setzero_si128();
+    // Bound 1 over the whole row first: most rows of a scene lie away from its edges.
+    if (std::min(n, resp.edgeCount(t.dxMin, v + t.dyMin, w - 1 + t.dxMax, v + t.dyMax) *
+                        t.multiplicity) *
+            255 <
+        minSum) {
+        std::fill(out, out + w, -1);
+        if (runHits) std::fill(runHits, runHits + runs, 0);
+        return false;
+    }
+#if defined(XC_GEO_COARSE_AVX2)
+    const bool avx2 = hasAvx2();
+#endif
     bool anyRow = false;
     for (long r = 0; r < runs; ++r) {
         const long u0 = r * kRun;
@@ -216,41 +304,17 @@ bool xf_GeoScanRow(const xc_GeoResponse& resp, const xc_GeoTemplate& t, long v, 
             continue;
         }
         const unsigned char* p = base + u0;
-        __m128i a0 = zero, a1 = zero, a2 = zero, a3 = zero;
-        bool dropped = false;
-        for (long i = 0; i < n;) {
-            const long blockEnd = std::min(n, i + 8);
-            for (; i < blockEnd; ++i) {
-                const unsigned char* q = p + off[i];
-                const __m128i x0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
-                const __m128i x1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q + 16));
-                a0 = _mm_add_epi16(a0, _mm_unpacklo_epi8(x0, zero));
-                a1 = _mm_add_epi16(a1, _mm_unpackhi_epi8(x0, zero));
-                a2 = _mm_add_epi16(a2, _mm_unpacklo_epi8(x1, zero));
-                a3 = _mm_add_epi16(a3, _mm_unpackhi_epi8(x1, zero));
-            }
-            if (i < n) {
-                // Bound 2: the best partial sum with every remaining point at 255.
-                __m128i mx = _mm_max_epi16(_mm_max_epi16(a0, a1), _mm_max_epi16(a2, a3));
-                mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 8));
-                mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 4));
-                mx = _mm_max_epi16(mx, _mm_srli_si128(mx, 2));
-                const long best = static_cast<std::int16_t>(_mm_cvtsi128_si32(mx));
-                if (best + 255 * (n - i) < minSum) {
-                    dropped = true;
-                    break;
-                }
-            }
-        }
-        if (dropped) {
+        alignas(32) std::int16_t lanes[kRun];
+#if defined(XC_GEO_COARSE_AVX2)
+        const bool summed =
+            avx2 ? sumRunAvx2(p, off, n, minSum, lanes) : sumRunSse2(p, off, n, minSum, lanes);
+#else
+        const bool summed = sumRunSse2(p, off, n, minSum, lanes);
+#endif
+        if (!summed) {
             std::fill(o, o + m, -1);
             continue;
         }
-        alignas(16) std::int16_t lanes[kRun];
-        _mm_store_si128(reinterpret_cast<__m128i*>(lanes), a0);
-        _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 8), a1);
-        _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 16), a2);
-        _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 24), a3);
         bool anyRun = false;
         for (long j = 0; j < m; ++j) {
             o[j] = lanes[j];
@@ -274,21 +338,23 @@ std::vector<xc_GeoCandidate> xf_GeoCoarseSearch(const xc_GeoResponse& resp,
     const long n = static_cast<long>(points.size());
     std::int32_t minSum =
         std::max<std::int32_t>(1, static_cast<std::int32_t>(std::ceil(minScore * 255.0 * n)));
-    // The strongest hits, at most kMaxCoarseHits, as a heap whose top is the weakest kept; once
-    // it is full, the weakest kept sum becomes the bar (the bounds then rule out more).
+    // The strongest hits, at most kMaxCoarseHits: a plain list until it is full, then a heap
+    // whose top is the weakest kept, whose sum becomes the bar (the bounds then rule out more).
     const std::size_t cap = static_cast<std::size_t>(
         std::clamp(256 * std::min(maxCandidates, kMaxCoarseHits), kMinCoarseHits, kMaxCoarseHits));
     std::vector<xc_GeoHit> hits;
     const auto add = [&](const xc_GeoHit& hit) {
-        if (hits.size() == cap) {
+        if (hits.size() < cap) {
+            hits.push_back(hit);
+            if (hits.size() < cap) return;
+            std::make_heap(hits.begin(), hits.end(), strongerHit);
+        } else {
             if (!strongerHit(hit, hits.front())) return;
             std::pop_heap(hits.begin(), hits.end(), strongerHit);
             hits.back() = hit;
-        } else {
-            hits.push_back(hit);
+            std::push_heap(hits.begin(), hits.end(), strongerHit);
         }
-        std::push_heap(hits.begin(), hits.end(), strongerHit);
-        if (hits.size() == cap) minSum = std::max(minSum, hits.front().sum);
+        minSum = std::max(minSum, hits.front().sum);
     };
     const long mw = resp.width(), mh = resp.height();
     std::vector<std::int32_t> sums(static_cast<size_t>(mw * mh));

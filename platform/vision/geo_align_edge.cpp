@@ -23,7 +23,10 @@ void xc_GeoGradField::compute(const xc_GeoPlane& plane, const xc_GeoPlane* mask,
     m_h = std::max(0L, yb - ya);
     m_gx.assign(static_cast<size_t>(m_w * m_h), 0);
     m_gy.assign(static_cast<size_t>(m_w * m_h), 0);
-    if (m_w <= 0 || m_h <= 0) return;
+    if (m_w <= 0 || m_h <= 0) {
+        toFloat_();
+        return;
+    }
     const xcPelBuffer_const<unsigned char> view(plane.row(ya) + xa, m_w, m_h, plane.stride);
     xcGradientImage g;
     xfGradient(view, smoothing, g);
@@ -40,6 +43,12 @@ void xc_GeoGradField::compute(const xc_GeoPlane& plane, const xc_GeoPlane* mask,
                         m_gy[static_cast<size_t>(y * m_w + x)] = 0;
         }
     }
+    toFloat_();
+}
+
+void xc_GeoGradField::toFloat_() {
+    m_fx.assign(m_gx.begin(), m_gx.end());
+    m_fy.assign(m_gy.begin(), m_gy.end());
 }
 
 void xc_GeoGradField::assign(long x0, long y0, long w, long h, std::vector<std::int16_t> gx,
@@ -50,6 +59,7 @@ void xc_GeoGradField::assign(long x0, long y0, long w, long h, std::vector<std::
     m_h = h;
     m_gx = std::move(gx);
     m_gy = std::move(gy);
+    toFloat_();
 }
 
 bool xf_GeoEdgeAlongNormal(const xc_GeoGradField& field, double qx, double qy, float nx, float ny,

@@ -47,8 +47,12 @@ private:
         return static_cast<std::size_t>((y - m_y0) * m_w + (x - m_x0));
     }
 
+    // The interpolations read the gradients as floats, converted once per window.
+    void toFloat_();
+
     long m_x0 = 0, m_y0 = 0, m_w = 0, m_h = 0;
     std::vector<std::int16_t> m_gx, m_gy;
+    std::vector<float> m_fx, m_fy;
 };
 
 // Inline: the edge estimator samples the field a dozen times per point.
@@ -77,8 +81,8 @@ inline bool xc_GeoGradField::sample(double x, double y, float& gxOut, float& gyO
     const std::size_t i = idx_(ix, iy);
     const std::size_t j = i + static_cast<std::size_t>(m_w);
     const float w00 = (1 - ax) * (1 - ay), w10 = ax * (1 - ay), w01 = (1 - ax) * ay, w11 = ax * ay;
-    gxOut = w00 * m_gx[i] + w10 * m_gx[i + 1] + w01 * m_gx[j] + w11 * m_gx[j + 1];
-    gyOut = w00 * m_gy[i] + w10 * m_gy[i + 1] + w01 * m_gy[j] + w11 * m_gy[j + 1];
+    gxOut = w00 * m_fx[i] + w10 * m_fx[i + 1] + w01 * m_fx[j] + w11 * m_fx[j + 1];
+    gyOut = w00 * m_fy[i] + w10 * m_fy[i + 1] + w01 * m_fy[j] + w11 * m_fy[j + 1];
     return true;
 }
 
@@ -97,8 +101,8 @@ inline bool xc_GeoGradField::sampleCubic(double x, double y, float& gxOut, float
         const std::size_t r = idx_(ix - 1, iy - 1 + j);
         float rx = 0, ry = 0;
         for (int i = 0; i < 4; ++i) {
-            rx += wx[i] * m_gx[r + static_cast<size_t>(i)];
-            ry += wx[i] * m_gy[r + static_cast<size_t>(i)];
+            rx += wx[i] * m_fx[r + static_cast<size_t>(i)];
+            ry += wx[i] * m_fy[r + static_cast<size_t>(i)];
         }
         sx += wy[j] * rx;
         sy += wy[j] * ry;

@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr double kReachFirst = 2.5;  // search reach of the first fit step, level pixels
-constexpr double kReach = 1.5;       // of the second step and of the final correspondences
+constexpr double kReachFirst = 2.5;    // search reach of the first fit step, level pixels
+constexpr double kReach = 1.5;         // of the second step and of the final correspondences
 constexpr double kReachSettled = 1.0;  // of the steps after the second
 constexpr int kMaxIterations = 40;
 constexpr double kConverged = 2e-3;   // a step moving no point farther (level pixels) ends the fit
@@ -47,6 +47,7 @@ private:
     void turn(const xc_GeoPose& pose);
     bool findEdge(const Turned& t, double reach, double& delta) const;
     bool step(xc_GeoPose& pose, double reach, long& close);
+    bool settledApart(const xc_GeoPose& a, double ua, const xc_GeoPose& b, double ub) const;
     double agreement(const Turned& t) const;
     long clutterCount(const xc_GeoPose& pose) const;
 
@@ -63,6 +64,15 @@ private:
     std::vector<xc_GeoPoint> m_dpts;  // their derivative with respect to the blend
     std::vector<Turned> m_t;
 };
+
+// Whether two poses and blends lie within the convergence tolerance of each other (the farthest
+// point moves by at most kConverged level pixels, the blend by kConverged).
+bool Fitter::settledApart(const xc_GeoPose& a, double ua, const xc_GeoPose& b, double ub) const {
+    const double r = m_model.radius() * a.scale;
+    const double move = std::hypot(a.x - b.x, a.y - b.y) +
+                        r * (std::fabs(a.angle - b.angle) + std::fabs(std::log(a.scale / b.scale)));
+    return move <= kConverged * m_g && std::fabs(ua - ub) <= kConverged;
+}
 
 // The fit points at blend u: linear between the two model sets around u.
 void Fitter::blend(double u) {
@@ -287,14 +297,31 @@ xc_GeoFit Fitter::run(const xc_GeoPose& start, bool leastSquares, bool clutter, 
     fit.sign = m_sign;
     if (leastSquares) {
         const long n = static_cast<long>(m_pts.size());
+        // The pose and blend before the previous step.
+        xc_GeoPose lastPose;
+        double lastU = -1.0;
         for (int it = 0; it < kMaxIterations; ++it) {
             xcAttention::check();
             long close = 0;
             const double reach = it == 0 ? kReachFirst : it == 1 ? kReach : kReachSettled;
+            const xc_GeoPose before = fit.pose;
+            const double beforeU = m_u;
             if (!step(fit.pose, reach, close)) break;
             // A candidate whose points still mostly miss their edges after a few steps will not
             // reach the accept threshold: its score is taken where it stands.
             if (it >= kGiveUpAfter && static_cast<double>(close) < giveUp * n) break;
+            // Back within the convergence tolerance of where it was two steps (of the same
+            // reach) ago, the fit swings between two poses (correspondences flipping to and
+            // fro) and would until the last step: it ends where that step would leave it.
+            if (it >= 3 && settledApart(fit.pose, m_u, lastPose, lastU)) {
+                if ((kMaxIterations - 1 - it) % 2 != 0) {
+                    fit.pose = before;
+                    blend(beforeU);
+                }
+                break;
+            }
+            lastPose = before;
+            lastU = beforeU;
         }
     }
     // Score and coverage: each point's agreement counts as far as its edge is near.

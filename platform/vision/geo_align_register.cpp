@@ -5,6 +5,7 @@
 #include <numbers>
 #include <vector>
 
+#include "platform/core/angle.h"
 #include "platform/core/attention.h"
 
 namespace {
@@ -503,7 +504,7 @@ xc_GeoRegResult xf_GeoRegister(const xc_GeoModel& model, const xc_GeoPyramid& py
         res.outcome = xc_GeoRegOutcome::eReversed;
         return res;
     }
-    const double turn = std::fabs(std::remainder(pose.angle - start.angle, 2 * std::numbers::pi));
+    const double turn = std::fabs(xcRadian(pose.angle - start.angle).signedNorm().value());
     if (std::hypot(pose.x - start.x, pose.y - start.y) > kMaxShift * gi || turn > kMaxTurn ||
         std::fabs(std::log(pose.scale / start.scale)) > kMaxLogScale) {
         res.outcome = xc_GeoRegOutcome::eTooFar;

@@ -4,8 +4,10 @@
 #include <cmath>
 #include <numbers>
 
+#include "platform/core/angle.h"
 #include "platform/core/attention.h"
 #include "platform/vision/geo_align_defs.h"
+#include "platform/vision/geo_align_overlap.h"
 #include "platform/vision/geo_align_refine.h"
 #include "platform/vision/geo_align_register.h"
 #include "platform/vision/geo_align_track.h"
@@ -74,7 +76,7 @@ FrameMap frameMap(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
     const xcMatrix<2> m1 =
         f.imageToClient * xcMatrix<2>::rotation(xcRadian(kPi / 2)) * f.patternFromClient;
     f.offset = rotOf(m0);
-    const double d = std::remainder(rotOf(m1) - f.offset, 2 * kPi);
+    const double d = xcRadian(rotOf(m1) - f.offset).signedNorm().value();
     f.sign = d >= 0 ? 1.0 : -1.0;
     f.factor = m0.xScale();
     return f;
@@ -102,6 +104,11 @@ std::vector<xcVector<2>> footprint(const xc_GeoModel& model, const xc_GeoPose& p
     return out;
 }
 
+// The angle from b to a, in (-pi, pi].
+double angleApart(const xc_GeoPose& a, const xc_GeoPose& b) {
+    return xcRadian(a.angle - b.angle).signedNorm().value();
+}
+
 // Drops candidates within one pixel, one angle step and one scale step of a better one.
 void dedupe(std::vector<xc_GeoCandidate>& cands, int level, const xc_GeoRunSetup& setup, long cap) {
     std::stable_sort(
@@ -117,7 +124,7 @@ void dedupe(std::vector<xc_GeoCandidate>& cands, int level, const xc_GeoRunSetup
             if (std::fabs(k.pose.x - c.pose.x) > g * 1.01 ||
                 std::fabs(k.pose.y - c.pose.y) > g * 1.01)
                 continue;
-            if (std::fabs(std::remainder(k.pose.angle - c.pose.angle, 2 * kPi)) > da) continue;
+            if (std::fabs(angleApart(k.pose, c.pose)) > da) continue;
             if (std::fabs(std::log(k.pose.scale / c.pose.scale)) > ds) continue;
             near = true;
             break;
@@ -127,59 +134,9 @@ void dedupe(std::vector<xc_GeoCandidate>& cands, int level, const xc_GeoRunSetup
     cands.swap(kept);
 }
 
-}  // namespace
-
-double xf_GeoConvexOverlapArea(const std::vector<xcVector<2>>& a,
-                               const std::vector<xcVector<2>>& b) {
-    auto signedArea = [](const std::vector<xcVector<2>>& p) {
-        double s = 0;
-        for (size_t i = 0; i < p.size(); ++i) {
-            const xcVector<2>& u = p[i];
-            const xcVector<2>& v = p[(i + 1) % p.size()];
-            s += u.x() * v.y() - v.x() * u.y();
-        }
-        return 0.5 * s;
-    };
-    if (a.size() < 3 || b.size() < 3) return 0.0;
-    // Sutherland-Hodgman: clip a by every edge of b (b turned counter-clockwise in the
-    // mathematical sense, so that its inside is on the left).
-    std::vector<xcVector<2>> clip = b;
-    if (signedArea(clip) < 0) std::reverse(clip.begin(), clip.end());
-    std::vector<xcVector<2>> poly = a;
-    for (size_t i = 0; i < clip.size() && !poly.empty(); ++i) {
-        const xcVector<2> e0 = clip[i], e1 = clip[(i + 1) % clip.size()];
-        auto side = [&](const xcVector<2>& p) {
-            return (e1.x() - e0.x()) * (p.y() - e0.y()) - (e1.y() - e0.y()) * (p.x() - e0.x());
-        };
-        std::vector<xcVector<2>> out;
-        for (size_t j = 0; j < poly.size(); ++j) {
-            const xcVector<2> p = poly[j], q = poly[(j + 1) % poly.size()];
-            const double sp = side(p), sq = side(q);
-            if (sp >= 0) out.push_back(p);
-            if ((sp >= 0) != (sq >= 0)) {
-                const double t = sp / (sp - sq);
-                out.emplace_back(p.x() + t * (q.x() - p.x()), p.y() + t * (q.y() - p.y()));
-            }
-        }
-        poly.swap(out);
-    }
-    return poly.size() < 3 ? 0.0 : std::fabs(signedArea(poly));
-}
-
-void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned char>& image,
-                  const xcPelBuffer_const<unsigned char>& mask, const xcGeoAlignRunParams& params,
-                  xcGeoAlignResultSet& results) {
-    xc_GeoImageCache own(image, mask, false);
-    xf_GeoSearch(model, own, params, results);
-}
-
-void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
-                  const xcGeoAlignRunParams& params, xcGeoAlignResultSet& results) {
-    results.clear();
-    const xcPelBuffer_const<unsigned char>& image = cache.image;
-    const FrameMap fm = frameMap(model, image);
-
-    // The zones in the image's pixel frame.
+// The zones of a run in the searched image's pixel frame, and the levels it searches.
+xc_GeoRunSetup runSetup(const xc_GeoModel& model, const xcGeoAlignRunParams& params,
+                        const FrameMap& fm) {
     xc_GeoRunSetup setup;
     setup.contrast = params.contrastThreshold();
     setup.polarity = model.matchPolarity();
@@ -202,23 +159,19 @@ void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
     const xcRange& sz = params.zone(xc_GeoDefs::eDofScale);
     setup.scaleLo = sz.start() / fm.factor;
     setup.scaleHi = sz.end() / fm.factor;
-    const double smax = setup.scaleFree ? setup.scaleHi : setup.scaleNominal;
-
     // Image levels pair with the model levels of the nearest grain at the middle scale.
     const double smid =
         setup.scaleFree ? std::sqrt(setup.scaleLo * setup.scaleHi) : setup.scaleNominal;
     setup.levelShift = static_cast<int>(std::lround(-std::log2(smid)));
     setup.fitLevel = std::max(0, model.fineLevel - setup.levelShift);
-    const int sceneCoarse = std::max(setup.fitLevel, model.coarseLevel - setup.levelShift);
+    return setup;
+}
 
-    // The pyramid, and the coarse level it allows.
-    const xc_GeoPyramid& pyr = cache.pyramid(sceneCoarse);
-    const int coarse = std::min(pyr.top(), sceneCoarse);
-    if (coarse < setup.fitLevel) return;  // the image is smaller than the finest grain
-    const xc_GeoLevel& top = model.level(setup.modelLevel(model, coarse));
+// The coarse grid at level `coarse`: steps that move the farthest point by about kStepPixels
+// pixels; sets the setup's level-0 steps.
+xc_GeoCoarseGrid coarseGrid(const xc_GeoModel& model, int coarse, xc_GeoRunSetup& setup) {
     const double g = xf_GeoGrain(coarse);
-
-    // The coarse grid: steps that move the farthest point by about kStepPixels pixels.
+    const double smax = setup.scaleFree ? setup.scaleHi : setup.scaleNominal;
     const double r0 = std::max(1.0, model.radius() * smax);
     const double step = kStepPixels * g / r0;
     xc_GeoCoarseGrid grid;
@@ -245,20 +198,30 @@ void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
         setup.logScaleStep0 =
             std::max(1e-6, std::min(step, (hi - lo) / static_cast<double>(grid.scales.size()))) / g;
     }
+    return grid;
+}
 
-    const double accept = params.acceptThreshold();
-    long cap = 0;
-    std::vector<xc_GeoCandidate> cands;
-    {
-        const long border = static_cast<long>(std::ceil(top.radius * smax / g)) + 2;
-        const xc_GeoResponse& resp = cache.response(coarse, setup.contrast, setup.polarity, border);
-        cap = maxCandidates(params.numToFind(), resp.edgeCount(0, 0, resp.width(), resp.height()),
-                            static_cast<long>(top.points.size()));
-        cands = xf_GeoCoarseSearch(resp, top.points, coarse, grid,
-                                   std::max(kMinCoarseScore, kCoarseFactor * accept), cap);
-    }
+// The candidates of the coarse level, at most `cap` of them (set here: it grows with the
+// level's edges).
+std::vector<xc_GeoCandidate> coarseCandidates(const xc_GeoModel& model, xc_GeoImageCache& cache,
+                                              const xc_GeoRunSetup& setup, int coarse,
+                                              const xc_GeoCoarseGrid& grid,
+                                              const xcGeoAlignRunParams& params, long& cap) {
+    const xc_GeoLevel& top = model.level(setup.modelLevel(model, coarse));
+    const double smax = setup.scaleFree ? setup.scaleHi : setup.scaleNominal;
+    const long border = static_cast<long>(std::ceil(top.radius * smax / xf_GeoGrain(coarse))) + 2;
+    const xc_GeoResponse& resp = cache.response(coarse, setup.contrast, setup.polarity, border);
+    cap = maxCandidates(params.numToFind(), resp.edgeCount(0, 0, resp.width(), resp.height()),
+                        static_cast<long>(top.points.size()));
+    return xf_GeoCoarseSearch(resp, top.points, coarse, grid,
+                              std::max(kMinCoarseScore, kCoarseFactor * params.acceptThreshold()),
+                              cap);
+}
 
-    // Down the pyramid.
+// Tracks the candidates from the coarse level down to the fit level.
+void trackDown(std::vector<xc_GeoCandidate>& cands, const xc_GeoModel& model,
+               xc_GeoImageCache& cache, const xc_GeoPyramid& pyr, const xc_GeoRunSetup& setup,
+               int coarse, double accept, long cap) {
     xc_GeoLevelScorer scorer;
     for (int l = coarse - 1; l >= setup.fitLevel; --l) {
         std::vector<xc_GeoCandidate> next;
@@ -274,19 +237,25 @@ void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
         dedupe(next, l, setup, cap);
         cands.swap(next);
     }
+}
 
-    // Fit the best candidates that do not overlap a better one much, score them, and keep the
-    // best results that do not overlap a better one by more than xyOverlap.
-    struct Scored {
-        xc_GeoFit fit;
-        std::vector<xcVector<2>> foot;
-    };
+struct Scored {
+    xc_GeoFit fit;
+    std::vector<xcVector<2>> foot;
+};
+
+// The share of the smaller of two footprints (at scales sa and sb) that their overlap covers.
+double overlapFraction(const xc_GeoModel& model, const std::vector<xcVector<2>>& a, double sa,
+                       const std::vector<xcVector<2>>& b, double sb) {
     const double footArea = static_cast<double>(model.window.width()) * model.window.height();
-    auto overlapFraction = [&](const std::vector<xcVector<2>>& a, double sa,
-                               const std::vector<xcVector<2>>& b, double sb) {
-        const double smaller = footArea * std::min(sa, sb) * std::min(sa, sb);
-        return smaller > 0 ? xf_GeoConvexOverlapArea(a, b) / smaller : 1.0;
-    };
+    const double smaller = footArea * std::min(sa, sb) * std::min(sa, sb);
+    return smaller > 0 ? xf_GeoConvexOverlapArea(a, b) / smaller : 1.0;
+}
+
+// Fits the best candidates that do not overlap a better one much, at most numToFind + kExtraFits.
+std::vector<Scored> fitCandidates(const std::vector<xc_GeoCandidate>& cands,
+                                  const xc_GeoModel& model, const xc_GeoPyramid& pyr,
+                                  const xc_GeoRunSetup& setup, const xcGeoAlignRunParams& params) {
     std::vector<Scored> fits;
     const bool ls = params.algorithm() == xc_GeoDefs::eAlgorithmRefined;
     const long fitCap = params.numToFind() + kExtraFits;
@@ -298,9 +267,9 @@ void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
         // the same instance (instances turned apart are fitted: the fit decides between them).
         bool covered = false;
         for (const xc_GeoCandidate& k : tracked)
-            if (std::fabs(std::remainder(k.pose.angle - c.pose.angle, 2 * kPi)) < kSameAngle &&
+            if (std::fabs(angleApart(k.pose, c.pose)) < kSameAngle &&
                 std::fabs(std::log(k.pose.scale / c.pose.scale)) < kSameLogScale &&
-                overlapFraction(footprint(model, k.pose), k.pose.scale, foot, c.pose.scale) >
+                overlapFraction(model, footprint(model, k.pose), k.pose.scale, foot, c.pose.scale) >
                     kSameInstance) {
                 covered = true;
                 break;
@@ -309,19 +278,27 @@ void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
         tracked.push_back(c);
         Scored s;
         s.fit = xf_GeoFit(c.pose, model, pyr, setup, ls, params.clutterScoring(),
-                          kGiveUpFactor * accept);
+                          kGiveUpFactor * params.acceptThreshold());
         s.foot = footprint(model, s.fit.pose);
         fits.push_back(std::move(s));
     }
+    return fits;
+}
+
+// The best fits that do not overlap a better one by more than xyOverlap: accepted ones, at most
+// numToFind, or the best one alone when none is accepted.
+std::vector<Scored*> selectResults(std::vector<Scored>& fits, const xc_GeoModel& model,
+                                   const xcGeoAlignRunParams& params) {
     std::stable_sort(fits.begin(), fits.end(),
                      [](const Scored& a, const Scored& b) { return a.fit.score > b.fit.score; });
+    const double accept = params.acceptThreshold();
     std::vector<Scored*> kept;
     for (Scored& s : fits) {
         if (static_cast<long>(kept.size()) >= params.numToFind()) break;
         if (s.fit.score < accept && !kept.empty()) break;
         bool overlaps = false;
         for (const Scored* k : kept) {
-            if (overlapFraction(k->foot, k->fit.pose.scale, s.foot, s.fit.pose.scale) >
+            if (overlapFraction(model, k->foot, k->fit.pose.scale, s.foot, s.fit.pose.scale) >
                 params.xyOverlap()) {
                 overlaps = true;
                 break;
@@ -331,17 +308,14 @@ void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
         kept.push_back(&s);
         if (s.fit.score < accept) break;  // the best candidate, not accepted: it comes alone
     }
+    return kept;
+}
 
-    // The accepted results' poses, registered on grey levels (the fit's sub-pixel edges carry
-    // small phase and blur biases); a registration that fails keeps the fit's pose.
-    if (ls)
-        for (Scored* k : kept) {
-            if (k->fit.score < accept) continue;
-            const xc_GeoRegResult reg = xf_GeoRegister(model, pyr, setup, k->fit.sign, k->fit.pose);
-            if (reg.outcome == xc_GeoRegOutcome::eMoved) k->fit.pose = reg.pose;
-        }
-
-    // Poses in client coordinates: image client <- image <- pattern image <- pattern client.
+// Appends the kept results with their poses in client coordinates: image client <- image <-
+// pattern image <- pattern client.
+void addResults(const std::vector<Scored*>& kept, const xc_GeoModel& model,
+                const xcPelBuffer_const<unsigned char>& image, const FrameMap& fm, double accept,
+                xcGeoAlignResultSet& results) {
     const xcVector<2> so(static_cast<double>(image.window().x()),
                          static_cast<double>(image.window().y()));
     const xcVector<2> to(model.window.x() + model.reference.x(),
@@ -354,4 +328,45 @@ void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
         const xcXform<2> pose = fm.clientFromImage * imageFromPattern * patternImageFromClient;
         results.add(xcGeoAlignResult(k->fit.score >= accept, k->fit.score, k->fit.coverage, pose));
     }
+}
+
+}  // namespace
+
+void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned char>& image,
+                  const xcPelBuffer_const<unsigned char>& mask, const xcGeoAlignRunParams& params,
+                  xcGeoAlignResultSet& results) {
+    xc_GeoImageCache own(image, mask, false);
+    xf_GeoSearch(model, own, params, results);
+}
+
+void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
+                  const xcGeoAlignRunParams& params, xcGeoAlignResultSet& results) {
+    results.clear();
+    const FrameMap fm = frameMap(model, cache.image);
+    xc_GeoRunSetup setup = runSetup(model, params, fm);
+    const int sceneCoarse = std::max(setup.fitLevel, model.coarseLevel - setup.levelShift);
+
+    // The pyramid, and the coarse level it allows.
+    const xc_GeoPyramid& pyr = cache.pyramid(sceneCoarse);
+    const int coarse = std::min(pyr.top(), sceneCoarse);
+    if (coarse < setup.fitLevel) return;  // the image is smaller than the finest grain
+    const xc_GeoCoarseGrid grid = coarseGrid(model, coarse, setup);
+
+    long cap = 0;
+    std::vector<xc_GeoCandidate> cands =
+        coarseCandidates(model, cache, setup, coarse, grid, params, cap);
+    trackDown(cands, model, cache, pyr, setup, coarse, params.acceptThreshold(), cap);
+    std::vector<Scored> fits = fitCandidates(cands, model, pyr, setup, params);
+    const std::vector<Scored*> kept = selectResults(fits, model, params);
+
+    // The accepted results' poses, registered on grey levels (the fit's sub-pixel edges carry
+    // small phase and blur biases); a registration that fails keeps the fit's pose.
+    const double accept = params.acceptThreshold();
+    if (params.algorithm() == xc_GeoDefs::eAlgorithmRefined)
+        for (Scored* k : kept) {
+            if (k->fit.score < accept) continue;
+            const xc_GeoRegResult reg = xf_GeoRegister(model, pyr, setup, k->fit.sign, k->fit.pose);
+            if (reg.outcome == xc_GeoRegOutcome::eMoved) k->fit.pose = reg.pose;
+        }
+    addResults(kept, model, cache.image, fm, accept, results);
 }

@@ -64,7 +64,3 @@ void xf_GeoSearch(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
 // The same on the cache's image and mask, deriving through the cache what it keeps.
 void xf_GeoSearch(const xc_GeoModel& model, xc_GeoImageCache& cache,
                   const xcGeoAlignRunParams& params, xcGeoAlignResultSet& results);
-
-// The area of the intersection of two convex polygons (vertices in order, either turn).
-double xf_GeoConvexOverlapArea(const std::vector<xcVector<2>>& a,
-                               const std::vector<xcVector<2>>& b);

@@ -6,7 +6,12 @@
 #include <numbers>
 
 #include <emmintrin.h>
+#if defined(__GNUC__) && defined(__x86_64__)
+#include <immintrin.h>
+#define XC_GEO_TRACK_AVX2 1
+#endif
 
+#include "platform/core/angle.h"
 #include "platform/core/attention.h"
 
 double xc_GeoRunSetup::clampAngle(double a) const {
@@ -19,8 +24,8 @@ double xc_GeoRunSetup::clampAngle(double a) const {
     if (a < angleLo && a + kTurn <= angleHi) return a + kTurn;
     if (a > angleHi && a - kTurn >= angleLo) return a - kTurn;
     if (a >= angleLo && a <= angleHi) return a;
-    const double toLo = std::fabs(std::remainder(a - angleLo, kTurn));
-    const double toHi = std::fabs(std::remainder(a - angleHi, kTurn));
+    const double toLo = std::fabs(xcRadian(a - angleLo).signedNorm().value());
+    const double toHi = std::fabs(xcRadian(a - angleHi).signedNorm().value());
     return toLo <= toHi ? angleLo : angleHi;
 }
 
@@ -43,6 +48,9 @@ void xc_GeoLevelScorer::prepare(const xc_GeoPlane& plane, const xc_GeoPlane* mas
     const size_t n = static_cast<size_t>(m_w * m_h) + kPad;
     m_ux.assign(n, 0.0f);
     m_uy.assign(n, 0.0f);
+    m_rx = m_ux.data();
+    m_ry = m_uy.data();
+    m_stride = m_w;
     const long xa = std::max(0L, x0), ya = std::max(0L, y0);
     const long xb = std::min(plane.w, x0 + w), yb = std::min(plane.h, y0 + h);
     if (xb <= xa || yb <= ya) return;
@@ -74,22 +82,121 @@ void xc_GeoLevelScorer::prepareFrom(const xc_GeoLevelScorer& level, long x0, lon
     m_y0 = y0;
     m_w = std::max(0L, w);
     m_h = std::max(0L, h);
+    if (x0 >= level.m_x0 && y0 >= level.m_y0 && x0 + m_w <= level.m_x0 + level.m_w &&
+        y0 + m_h <= level.m_y0 + level.m_h) {
+        const long at = (y0 - level.m_y0) * level.m_stride + (x0 - level.m_x0);
+        m_rx = level.m_rx + at;
+        m_ry = level.m_ry + at;
+        m_stride = level.m_stride;
+        return;
+    }
     const size_t n = static_cast<size_t>(m_w * m_h) + kPad;
     m_ux.assign(n, 0.0f);
     m_uy.assign(n, 0.0f);
+    m_rx = m_ux.data();
+    m_ry = m_uy.data();
+    m_stride = m_w;
     const long xa = std::max(level.m_x0, x0), ya = std::max(level.m_y0, y0);
     const long xb = std::min(level.m_x0 + level.m_w, x0 + m_w);
     const long yb = std::min(level.m_y0 + level.m_h, y0 + m_h);
     if (xb <= xa || yb <= ya) return;
     for (long y = ya; y < yb; ++y) {
-        const size_t from = static_cast<size_t>((y - level.m_y0) * level.m_w + (xa - level.m_x0));
+        const long from = (y - level.m_y0) * level.m_stride + (xa - level.m_x0);
         const size_t to = static_cast<size_t>((y - y0) * m_w + (xa - x0));
-        std::copy_n(level.m_ux.begin() + static_cast<std::ptrdiff_t>(from), xb - xa,
-                    m_ux.begin() + static_cast<std::ptrdiff_t>(to));
-        std::copy_n(level.m_uy.begin() + static_cast<std::ptrdiff_t>(from), xb - xa,
-                    m_uy.begin() + static_cast<std::ptrdiff_t>(to));
+        std::copy_n(level.m_rx + from, xb - xa, m_ux.begin() + static_cast<std::ptrdiff_t>(to));
+        std::copy_n(level.m_ry + from, xb - xa, m_uy.begin() + static_cast<std::ptrdiff_t>(to));
     }
 }
+
+namespace {
+
+#if defined(XC_GEO_TRACK_AVX2)
+// The 5 x 5 scores with 8 float lanes: a row's five offsets in one register. Each lane sums the
+// same products in the same order as the SSE2 loop (no fused multiply-add), so the scores are
+// the same to the last bit.
+template <bool Polarity>
+__attribute__((target("avx2"))) void score5x5Avx2(const float* ux, const float* uy, long stride,
+                                                  long w, long h, float ox, float oy, float cs,
+                                                  float ss, float cf, float sf,
+                                                  const std::vector<xc_GeoPoint>& pts,
+                                                  double* out) {
+    constexpr int R = 2, n = 5;
+    __m256 acc[n];
+    for (int j = 0; j < n; ++j) acc[j] = _mm256_setzero_ps();
+    const __m256 zero = _mm256_setzero_ps();
+    const __m256 absMask = _mm256_castsi256_ps(_mm256_set1_epi32(0x7fffffff));
+    for (const xc_GeoPoint& p : pts) {
+        const float qx = ox + cs * p.x - ss * p.y;
+        const float qy = oy + ss * p.x + cs * p.y;
+        const long ix = static_cast<long>(std::floor(qx)), iy = static_cast<long>(std::floor(qy));
+        if (ix < R || iy < R || ix + R >= w || iy + R >= h) continue;
+        const __m256 dx = _mm256_set1_ps(cf * p.ux - sf * p.uy);
+        const __m256 dy = _mm256_set1_ps(sf * p.ux + cf * p.uy);
+        const long b = (iy - R) * stride + ix - R;
+        for (int j = 0; j < n; ++j) {
+            const long o = b + j * stride;
+            __m256 a = _mm256_add_ps(_mm256_mul_ps(_mm256_loadu_ps(ux + o), dx),
+                                     _mm256_mul_ps(_mm256_loadu_ps(uy + o), dy));
+            a = Polarity ? _mm256_max_ps(a, zero) : _mm256_and_ps(a, absMask);
+            acc[j] = _mm256_add_ps(acc[j], a);
+        }
+    }
+    const double np = static_cast<double>(std::max<size_t>(1, pts.size()));
+    for (int j = 0; j < n; ++j) {
+        alignas(32) float row[8];
+        _mm256_store_ps(row, acc[j]);
+        for (int i = 0; i < n; ++i) out[j * n + i] = row[i] / np;
+    }
+}
+
+// The 3 x 3 scores: the first two rows' offsets in the two halves of one 8-lane register, the
+// third row in a 4-lane one (same sums as the SSE2 loop, lane by lane).
+template <bool Polarity>
+__attribute__((target("avx2"))) void score3x3Avx2(const float* ux, const float* uy, long stride,
+                                                  long w, long h, float ox, float oy, float cs,
+                                                  float ss, float cf, float sf,
+                                                  const std::vector<xc_GeoPoint>& pts,
+                                                  double* out) {
+    constexpr int R = 1;
+    __m256 acc01 = _mm256_setzero_ps();
+    __m128 acc2 = _mm_setzero_ps();
+    const __m256 zero = _mm256_setzero_ps();
+    const __m256 absMask = _mm256_castsi256_ps(_mm256_set1_epi32(0x7fffffff));
+    for (const xc_GeoPoint& p : pts) {
+        const float qx = ox + cs * p.x - ss * p.y;
+        const float qy = oy + ss * p.x + cs * p.y;
+        const long ix = static_cast<long>(std::floor(qx)), iy = static_cast<long>(std::floor(qy));
+        if (ix < R || iy < R || ix + R >= w || iy + R >= h) continue;
+        const __m256 dx = _mm256_set1_ps(cf * p.ux - sf * p.uy);
+        const __m256 dy = _mm256_set1_ps(sf * p.ux + cf * p.uy);
+        const long b = (iy - R) * stride + ix - R;
+        const __m256 x01 = _mm256_set_m128(_mm_loadu_ps(ux + b + stride), _mm_loadu_ps(ux + b));
+        const __m256 y01 = _mm256_set_m128(_mm_loadu_ps(uy + b + stride), _mm_loadu_ps(uy + b));
+        __m256 a = _mm256_add_ps(_mm256_mul_ps(x01, dx), _mm256_mul_ps(y01, dy));
+        a = Polarity ? _mm256_max_ps(a, zero) : _mm256_and_ps(a, absMask);
+        acc01 = _mm256_add_ps(acc01, a);
+        const long o = b + 2 * stride;
+        __m128 c = _mm_add_ps(_mm_mul_ps(_mm_loadu_ps(ux + o), _mm256_castps256_ps128(dx)),
+                              _mm_mul_ps(_mm_loadu_ps(uy + o), _mm256_castps256_ps128(dy)));
+        c = Polarity ? _mm_max_ps(c, _mm256_castps256_ps128(zero))
+                     : _mm_and_ps(c, _mm256_castps256_ps128(absMask));
+        acc2 = _mm_add_ps(acc2, c);
+    }
+    const double np = static_cast<double>(std::max<size_t>(1, pts.size()));
+    alignas(32) float rows[12];
+    _mm256_store_ps(rows, acc01);
+    _mm_store_ps(rows + 8, acc2);
+    for (int j = 0; j < 3; ++j)
+        for (int i = 0; i < 3; ++i) out[j * 3 + i] = rows[j * 4 + i] / np;
+}
+
+bool hasAvx2() {
+    static const bool has = __builtin_cpu_supports("avx2");
+    return has;
+}
+#endif
+
+}  // namespace
 
 template <int R, bool Polarity>
 void xc_GeoLevelScorer::scoreSquare_(const std::vector<xc_GeoPoint>& pts, const xc_GeoPose& pose,
@@ -109,9 +216,18 @@ void xc_GeoLevelScorer::scoreSquare_(const std::vector<xc_GeoPoint>& pts, const 
     for (int j = 0; j < n; ++j) acc[j] = acc5[j] = _mm_setzero_ps();
     const __m128 zero = _mm_setzero_ps();
     const __m128 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
-    const long w = m_w;
-    const float* ux = m_ux.data();
-    const float* uy = m_uy.data();
+    const long w = m_w, stride = m_stride;
+    const float* ux = m_rx;
+    const float* uy = m_ry;
+#if defined(XC_GEO_TRACK_AVX2)
+    if (hasAvx2()) {
+        if constexpr (R == 2)
+            score5x5Avx2<Polarity>(ux, uy, stride, w, m_h, ox, oy, cs, ss, cf, sf, pts, out);
+        else
+            score3x3Avx2<Polarity>(ux, uy, stride, w, m_h, ox, oy, cs, ss, cf, sf, pts, out);
+        return;
+    }
+#endif
     for (const xc_GeoPoint& p : pts) {
         const float qx = ox + cs * p.x - ss * p.y;
         const float qy = oy + ss * p.x + cs * p.y;
@@ -119,9 +235,9 @@ void xc_GeoLevelScorer::scoreSquare_(const std::vector<xc_GeoPoint>& pts, const 
         if (ix < R || iy < R || ix + R >= w || iy + R >= m_h) continue;
         const __m128 dx = _mm_set1_ps(cf * p.ux - sf * p.uy);
         const __m128 dy = _mm_set1_ps(sf * p.ux + cf * p.uy);
-        const long b = (iy - R) * w + ix - R;
+        const long b = (iy - R) * stride + ix - R;
         for (int j = 0; j < n; ++j) {
-            const long o = b + j * w;
+            const long o = b + j * stride;
             __m128 a = _mm_add_ps(_mm_mul_ps(_mm_loadu_ps(ux + o), dx),
                                   _mm_mul_ps(_mm_loadu_ps(uy + o), dy));
             a = Polarity ? _mm_max_ps(a, zero) : _mm_and_ps(a, absMask);

@@ -48,8 +48,10 @@ public:
     // The window [x0, x0 + w) x [y0, y0 + h) of the level (it may reach outside the plane).
     void prepare(const xc_GeoPlane& plane, const xc_GeoPlane* mask, double contrast, long x0,
                  long y0, long w, long h);
-    // The same window as prepare() makes, copied from a scorer prepared over a whole level
-    // (window at (0, 0) of the level's size) with the same plane, mask and contrast.
+    // The same window as prepare() makes, from a scorer prepared over a whole level (window at
+    // (0, 0) of the level's size) with the same plane, mask and contrast: a window inside the
+    // level is read from `level` in place (which must then outlive the scoring), others are
+    // copied.
     void prepareFrom(const xc_GeoLevelScorer& level, long x0, long y0, long w, long h);
     // The scores of the 3 x 3 poses pose + (i, j) level pixels, i, j in {-1, 0, 1}, row by row
     // (out[(j + 1) * 3 + i + 1]), as fractions of the number of points.
@@ -67,7 +69,13 @@ private:
 
     long m_x0 = 0, m_y0 = 0, m_w = 0, m_h = 0;
     static constexpr size_t kPad = 4;
-    std::vector<float> m_ux, m_uy;  // unit gradient, row by row (kPad floats beyond the end)
+    std::vector<float> m_ux, m_uy;  // unit gradient, row by row (kPad floats beyond the end,
+                                    // where a row's eight-float loads reach)
+    // The window's first pixel and the distance between its rows: in m_ux and m_uy, or in the
+    // whole level's scorer.
+    const float* m_rx = nullptr;
+    const float* m_ry = nullptr;
+    long m_stride = 0;
 };
 
 // Tracks a candidate from the image level above `level` to `level` (with the points of the model

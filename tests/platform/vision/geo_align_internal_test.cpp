@@ -10,6 +10,7 @@
 #include "platform/vision/angle8.h"
 #include "platform/vision/geo_align_coarse.h"
 #include "platform/vision/geo_align_edge.h"
+#include "platform/vision/geo_align_overlap.h"
 #include "platform/vision/geo_align_search.h"
 
 TEST(GeoAlignCoarse, FastScanMatchesThePlainScanAtOddSizes) {
