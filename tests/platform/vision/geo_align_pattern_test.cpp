@@ -400,8 +400,9 @@ TEST(GeoAlignPattern, TimeOutsEndTrainingAndRuns) {
         xcAttentionTag tag;
         tag.attachTimeoutCustom(0.0, 0x80000064);
         if (const auto e =
-                expectError<xcTimeout::InternalExpired>([&] { pat.run(img, searchAll(), rs); }))
+                expectError<xcTimeout::InternalExpired>([&] { pat.run(img, searchAll(), rs); })) {
             EXPECT_EQ(e->code(), 0x80000064);
+        }
         EXPECT_TRUE(rs.empty());
         xcGeoAlignPattern other;
         EXPECT_THROW(other.train(train), xcTimeout::InternalExpired);
