@@ -217,275 +217,299 @@ TrialBound trialBound(const xcSynthFont& font, const Trial& t, const xcSynthScen
     return r;
 }
 
-}  // namespace
+// The size bin (0 to 3) of an em size.
+int binOf(const Options& opt, double size) {
+    return std::clamp(static_cast<int>((size - opt.minSize) / (opt.maxSize - opt.minSize) * 4), 0,
+                      3);
+}
 
-int main(int argc, char** argv) {
-    const Options opt = parse(argc, argv);
-    const xcSynthFont font(xcSynthFont::locate());
-    if (opt.boundCheck) {
-        std::printf("bound checks (blur %.2f px, noise sigma %.2f):\n", opt.blur, opt.noise);
-        const int failed = xfPoseBoundSelfCheck(font, opt.blur, opt.noise > 0 ? opt.noise : 4.0);
-        std::printf("%d failed\n", failed);
-        return failed == 0 ? 0 : 1;
-    }
-    xcSynthRandom rnd(opt.seed, 11);
-    xcGeoAlignRunParams run;
-    run.acceptThreshold(0.5);
-    run.zoneEnable(xc_GeoDefs::eZoneAll);
-    run.zone(xc_GeoDefs::eDofAngle, -180.0, 180.0);
-    run.zone(xc_GeoDefs::eDofScale, 0.9, 1.1);
-    run.numToFind(1);
-    xcGeoAlignRunParams present = run;
-    present.clutterScoring(opt.clutter);
+// Per size bin (em sizes [20, 25), [25, 30), [30, 35), [35, 40]): trials, found, errors.
+struct Bin {
+    long trials = 0, found = 0;
+    std::vector<double> ep, ea, es;
+    std::vector<xc_PoseBounds> bounds;  // every present trial, with --bound
+};
 
+// What the present trials gathered.
+struct PresentTally {
     long found = 0;
     double minFoundScore = 1.0;
     std::vector<double> ep, ea, es;
-    // Per size bin (em sizes [20, 25), [25, 30), [30, 35), [35, 40]): trials, found, errors.
-    struct Bin {
-        long trials = 0, found = 0;
-        std::vector<double> ep, ea, es;
-        std::vector<xc_PoseBounds> bounds;  // every present trial, with --bound
-    };
     // Largest relative change of each bound (known: angle, scale, position; then nuisance)
     // when the step is halved.
     double epsChange[6] = {};
     double sumSq[6] = {}, sumSqHalf[6] = {};  // of each bound over the trials, step and half
     long mismatched = 0, singular = 0;
     Bin bins[4];
-    auto binOf = [&](double size) {
-        return std::clamp(static_cast<int>((size - opt.minSize) / (opt.maxSize - opt.minSize) * 4),
-                          0, 3);
-    };
     std::map<wchar_t, long> misses;
     double runMs = 0;
-    auto makeTrial = [&](wchar_t ch) {
-        Trial t;
-        t.code = static_cast<char32_t>(ch);
-        t.size = rnd.uniform(opt.minSize, opt.maxSize);
-        t.pose.angle = rnd.uniform(-180.0, 180.0);
-        t.pose.scale = rnd.uniform(opt.scaleLo, opt.scaleHi);
-        t.pose.position = xcVector<2>(rnd.uniform(80.0, 560.0), rnd.uniform(80.0, 400.0));
-        return t;
-    };
-    for (long i = 0; i < opt.trials; ++i) {
-        const wchar_t ch =
-            opt.chars[static_cast<size_t>(rnd.index(static_cast<long>(opt.chars.size())))];
-        Trial t = makeTrial(ch);
-        if (opt.neighbours) {
-            // Two other glyphs (a copy of the glyph itself would be a second instance).
-            const long n = static_cast<long>(opt.chars.size());
-            const long at = static_cast<long>(opt.chars.find(ch));
-            auto other = [&] {
-                long k = rnd.index(n - 1);
-                if (k >= at) ++k;
-                return opt.chars[static_cast<size_t>(k)];
-            };
-            t.text = {other(), ch, other()};
-            t.index = 1;
+};
+
+Trial makeTrial(xcSynthRandom& rnd, const Options& opt, wchar_t ch) {
+    Trial t;
+    t.code = static_cast<char32_t>(ch);
+    t.size = rnd.uniform(opt.minSize, opt.maxSize);
+    t.pose.angle = rnd.uniform(-180.0, 180.0);
+    t.pose.scale = rnd.uniform(opt.scaleLo, opt.scaleHi);
+    t.pose.position = xcVector<2>(rnd.uniform(80.0, 560.0), rnd.uniform(80.0, 400.0));
+    return t;
+}
+
+// The next present trial: a random glyph of the set, between two others with --neighbours.
+Trial presentTrial(xcSynthRandom& rnd, const Options& opt) {
+    const wchar_t ch =
+        opt.chars[static_cast<size_t>(rnd.index(static_cast<long>(opt.chars.size())))];
+    Trial t = makeTrial(rnd, opt, ch);
+    if (opt.neighbours) {
+        // Two other glyphs (a copy of the glyph itself would be a second instance).
+        const long n = static_cast<long>(opt.chars.size());
+        const long at = static_cast<long>(opt.chars.find(ch));
+        auto other = [&] {
+            long k = rnd.index(n - 1);
+            if (k >= at) ++k;
+            return opt.chars[static_cast<size_t>(k)];
+        };
+        t.text = {other(), ch, other()};
+        t.index = 1;
+    }
+    return t;
+}
+
+// Adds the bounds of present trial i to its bin and to the step-halving figures.
+void tallyBound(const xcSynthFont& font, const Options& opt, long i, const Trial& t,
+                const xcSynthScene& scene, const xcSynthGlyph& glyph, Bin& bin,
+                PresentTally& tally) {
+    const TrialBound tb =
+        trialBound(font, t, scene, glyph, opt.seed * 1000003 + static_cast<std::uint64_t>(i), opt);
+    tally.mismatched += tb.mismatched;
+    if (!tb.b.known.ok || !tb.b.nuisance.ok || !tb.half.known.ok || !tb.half.nuisance.ok) {
+        ++tally.singular;
+    } else {
+        bin.bounds.push_back(tb.b);
+        const std::pair<double, double> steps[] = {
+            {tb.b.known.angle, tb.half.known.angle},
+            {tb.b.known.scale, tb.half.known.scale},
+            {tb.b.known.position, tb.half.known.position},
+            {tb.b.nuisance.angle, tb.half.nuisance.angle},
+            {tb.b.nuisance.scale, tb.half.nuisance.scale},
+            {tb.b.nuisance.position, tb.half.nuisance.position}};
+        for (int k = 0; k < 6; ++k) {
+            tally.sumSq[k] += steps[k].first * steps[k].first;
+            tally.sumSqHalf[k] += steps[k].second * steps[k].second;
         }
+        for (int k = 0; k < 6; ++k)
+            tally.epsChange[k] =
+                std::max(tally.epsChange[k], std::fabs(steps[k].second / steps[k].first - 1.0));
+    }
+    if (opt.verbose)
+        std::printf(
+            "bound trial %ld: angle %.4f / %.4f deg, scale %.4f / %.4f %%, "
+            "position %.4f / %.4f px (known / nuisance)\n",
+            i, tb.b.known.angle, tb.b.nuisance.angle, tb.b.known.scale, tb.b.nuisance.scale,
+            tb.b.known.position, tb.b.nuisance.position);
+}
+
+// Runs present trial i: renders it, searches it and tallies whether the truth was found.
+void runPresentTrial(const xcSynthFont& font, const Options& opt,
+                     const xcGeoAlignRunParams& present, long i, const Trial& t,
+                     PresentTally& tally) {
+    const wchar_t ch = static_cast<wchar_t>(t.code);
+    TrainedGlyph tg = trainGlyph(font, t.code, t.size);
+    const xcSynthGlyph& glyph = tg.glyph;
+    xcGeoAlignPattern& pat = tg.pattern;
+    const xcSynthScene scene =
+        render(font, t, opt.seed * 1000003 + static_cast<std::uint64_t>(i), opt);
+    xcGeoAlignResultSet rs;
+    pat.run(scene.image, present, rs);
+    tally.runMs += rs.time();
+    const xcXform<2>& truth = scene.truth.chars[static_cast<size_t>(t.index)].xform;
+    const xcVector<2> c(glyph.metrics.cellWidth * 0.5, -glyph.metrics.cellHeight * 0.5);
+    bool ok = false;
+    for (const xcGeoAlignResult& r : rs.results()) {
+        if (!r.accepted()) continue;
+        const xcVector<2> d = r.pose().mapPoint(c) - truth.mapPoint(c);
+        const double dp = std::hypot(d.x(), d.y());
+        const double da = wrap180(r.angle() - t.pose.angle);
+        if (dp < 2.0 && std::fabs(da) < 3.0) {
+            ok = true;
+            tally.minFoundScore = std::min(tally.minFoundScore, r.score());
+            tally.ep.push_back(dp);
+            tally.ea.push_back(da);
+            tally.es.push_back(r.xScale() / t.pose.scale - 1.0);
+            if (opt.verbose)
+                std::printf(
+                    "trial %ld %lc size %.1f angle %.1f scale %.3f: dp %.3f da %.3f ds %.3f "
+                    "%%\n",
+                    i, ch, t.size, t.pose.angle, t.pose.scale, dp, da, 100 * tally.es.back());
+            break;
+        }
+    }
+    Bin& bin = tally.bins[binOf(opt, t.size)];
+    ++bin.trials;
+    if (opt.bound) tallyBound(font, opt, i, t, scene, glyph, bin, tally);
+    if (ok) {
+        ++tally.found;
+        ++bin.found;
+        bin.ep.push_back(tally.ep.back());
+        bin.ea.push_back(tally.ea.back());
+        bin.es.push_back(tally.es.back());
+    } else {
+        ++tally.misses[ch];
+        if (opt.verbose) {
+            std::printf("miss %lc size %.1f angle %.1f scale %.3f at (%.1f, %.1f):", ch, t.size,
+                        t.pose.angle, t.pose.scale, t.pose.position.x(), t.pose.position.y());
+            for (const xcGeoAlignResult& r : rs.results()) {
+                const xcVector<2> d = r.pose().mapPoint(c) - truth.mapPoint(c);
+                std::printf(" [%s score %.3f cov %.3f dp %.2f da %.2f s %.3f]",
+                            r.accepted() ? "acc" : "rej", r.score(), r.coverage(),
+                            std::hypot(d.x(), d.y()), wrap180(r.angle() - t.pose.angle),
+                            r.xScale());
+            }
+            std::printf("\n");
+        }
+    }
+}
+
+// The present trials: every one drawn (so that --only keeps the random sequence), the selected
+// ones run.
+PresentTally runPresent(const xcSynthFont& font, const Options& opt, xcSynthRandom& rnd,
+                        const xcGeoAlignRunParams& present) {
+    PresentTally tally;
+    for (long i = 0; i < opt.trials; ++i) {
+        const Trial t = presentTrial(rnd, opt);
         if (opt.only >= 0 && i != opt.only) continue;
         if (opt.only >= 0)
             std::printf(
                 "trial %ld: position (%.4f, %.4f) seed %lu\n", i, t.pose.position.x(),
                 t.pose.position.y(),
                 static_cast<unsigned long>(opt.seed * 1000003 + static_cast<std::uint64_t>(i)));
-        TrainedGlyph tg = trainGlyph(font, t.code, t.size);
-        const xcSynthGlyph& glyph = tg.glyph;
-        xcGeoAlignPattern& pat = tg.pattern;
-        const xcSynthScene scene =
-            render(font, t, opt.seed * 1000003 + static_cast<std::uint64_t>(i), opt);
-        xcGeoAlignResultSet rs;
-        pat.run(scene.image, present, rs);
-        runMs += rs.time();
-        const xcXform<2>& truth = scene.truth.chars[static_cast<size_t>(t.index)].xform;
-        const xcVector<2> c(glyph.metrics.cellWidth * 0.5, -glyph.metrics.cellHeight * 0.5);
-        bool ok = false;
-        for (const xcGeoAlignResult& r : rs.results()) {
-            if (!r.accepted()) continue;
-            const xcVector<2> d = r.pose().mapPoint(c) - truth.mapPoint(c);
-            const double dp = std::hypot(d.x(), d.y());
-            const double da = wrap180(r.angle() - t.pose.angle);
-            if (dp < 2.0 && std::fabs(da) < 3.0) {
-                ok = true;
-                minFoundScore = std::min(minFoundScore, r.score());
-                ep.push_back(dp);
-                ea.push_back(da);
-                es.push_back(r.xScale() / t.pose.scale - 1.0);
-                if (opt.verbose)
-                    std::printf(
-                        "trial %ld %lc size %.1f angle %.1f scale %.3f: dp %.3f da %.3f ds %.3f "
-                        "%%\n",
-                        i, ch, t.size, t.pose.angle, t.pose.scale, dp, da, 100 * es.back());
-                break;
-            }
-        }
-        Bin& bin = bins[binOf(t.size)];
-        ++bin.trials;
-        if (opt.bound) {
-            const TrialBound tb = trialBound(
-                font, t, scene, glyph, opt.seed * 1000003 + static_cast<std::uint64_t>(i), opt);
-            mismatched += tb.mismatched;
-            if (!tb.b.known.ok || !tb.b.nuisance.ok || !tb.half.known.ok || !tb.half.nuisance.ok) {
-                ++singular;
-            } else {
-                bin.bounds.push_back(tb.b);
-                const std::pair<double, double> steps[] = {
-                    {tb.b.known.angle, tb.half.known.angle},
-                    {tb.b.known.scale, tb.half.known.scale},
-                    {tb.b.known.position, tb.half.known.position},
-                    {tb.b.nuisance.angle, tb.half.nuisance.angle},
-                    {tb.b.nuisance.scale, tb.half.nuisance.scale},
-                    {tb.b.nuisance.position, tb.half.nuisance.position}};
-                for (int k = 0; k < 6; ++k) {
-                    sumSq[k] += steps[k].first * steps[k].first;
-                    sumSqHalf[k] += steps[k].second * steps[k].second;
-                }
-                for (int k = 0; k < 6; ++k)
-                    epsChange[k] =
-                        std::max(epsChange[k], std::fabs(steps[k].second / steps[k].first - 1.0));
-            }
-            if (opt.verbose)
-                std::printf(
-                    "bound trial %ld: angle %.4f / %.4f deg, scale %.4f / %.4f %%, "
-                    "position %.4f / %.4f px (known / nuisance)\n",
-                    i, tb.b.known.angle, tb.b.nuisance.angle, tb.b.known.scale, tb.b.nuisance.scale,
-                    tb.b.known.position, tb.b.nuisance.position);
-        }
-        if (ok) {
-            ++found;
-            ++bin.found;
-            bin.ep.push_back(ep.back());
-            bin.ea.push_back(ea.back());
-            bin.es.push_back(es.back());
-        } else {
-            ++misses[ch];
-            if (opt.verbose) {
-                std::printf("miss %lc size %.1f angle %.1f scale %.3f at (%.1f, %.1f):", ch, t.size,
-                            t.pose.angle, t.pose.scale, t.pose.position.x(), t.pose.position.y());
-                for (const xcGeoAlignResult& r : rs.results()) {
-                    const xcVector<2> d = r.pose().mapPoint(c) - truth.mapPoint(c);
-                    std::printf(" [%s score %.3f cov %.3f dp %.2f da %.2f s %.3f]",
-                                r.accepted() ? "acc" : "rej", r.score(), r.coverage(),
-                                std::hypot(d.x(), d.y()), wrap180(r.angle() - t.pose.angle),
-                                r.xScale());
-                }
-                std::printf("\n");
-            }
-        }
+        runPresentTrial(font, opt, present, i, t, tally);
     }
-    auto rms = [](const std::vector<double>& v, double f) {
-        double s = 0;
-        for (double x : v) s += x * x * f * f;
-        return v.empty() ? 0.0 : std::sqrt(s / v.size());
+    return tally;
+}
+
+double rms(const std::vector<double>& v, double f) {
+    double s = 0;
+    for (double x : v) s += x * x * f * f;
+    return v.empty() ? 0.0 : std::sqrt(s / v.size());
+}
+
+double mean(const std::vector<double>& v, double f) {
+    double s = 0;
+    for (double x : v) s += x * f;
+    return v.empty() ? 0.0 : s / v.size();
+}
+
+// Prints the median, 90 %, 99 % and largest of |v| * f.
+void printPercentiles(std::vector<double> v, double f) {
+    for (double& x : v) x = std::fabs(x) * f;
+    std::sort(v.begin(), v.end());
+    auto at = [&](double q) {
+        return v.empty() ? 0.0 : v[static_cast<size_t>(q * (v.size() - 1))];
     };
-    auto mean = [](const std::vector<double>& v, double f) {
-        double s = 0;
-        for (double x : v) s += x * f;
-        return v.empty() ? 0.0 : s / v.size();
-    };
+    std::printf("%.4f / %.4f / %.4f / %.4f", at(0.5), at(0.9), at(0.99), at(1.0));
+}
+
+void printPresent(const Options& opt, const PresentTally& t) {
     std::printf(
         "present: %ld trials, found %ld (%.2f %%), lowest score found %.3f, mean run %.2f "
         "ms\n",
-        opt.trials, found, 100.0 * found / std::max(1L, opt.trials), minFoundScore,
-        runMs / std::max(1L, opt.trials));
-    std::printf("pose error RMS: position %.4f px, angle %.4f deg, scale %.4f %%\n", rms(ep, 1),
-                rms(ea, 1), rms(es, 100));
-    std::printf("pose error mean: angle %.4f deg, scale %.4f %%\n", mean(ea, 1), mean(es, 100));
-    auto pct = [](std::vector<double> v, double f) {
-        for (double& x : v) x = std::fabs(x) * f;
-        std::sort(v.begin(), v.end());
-        auto at = [&](double q) {
-            return v.empty() ? 0.0 : v[static_cast<size_t>(q * (v.size() - 1))];
-        };
-        std::printf("%.4f / %.4f / %.4f / %.4f", at(0.5), at(0.9), at(0.99), at(1.0));
-    };
+        opt.trials, t.found, 100.0 * t.found / std::max(1L, opt.trials), t.minFoundScore,
+        t.runMs / std::max(1L, opt.trials));
+    std::printf("pose error RMS: position %.4f px, angle %.4f deg, scale %.4f %%\n", rms(t.ep, 1),
+                rms(t.ea, 1), rms(t.es, 100));
+    std::printf("pose error mean: angle %.4f deg, scale %.4f %%\n", mean(t.ea, 1), mean(t.es, 100));
     std::printf("|error| median / 90 %% / 99 %% / max: position ");
-    pct(ep, 1);
+    printPercentiles(t.ep, 1);
     std::printf(" px; angle ");
-    pct(ea, 1);
+    printPercentiles(t.ea, 1);
     std::printf(" deg; scale ");
-    pct(es, 100);
+    printPercentiles(t.es, 100);
     std::printf(" %%\n");
     std::printf("%-12s %7s %7s %10s %10s %10s\n", "em size px", "trials", "found", "pos RMS",
                 "angle RMS", "scale RMS");
     for (int b = 0; b < 4; ++b) {
         const double lo = opt.minSize + b * (opt.maxSize - opt.minSize) / 4;
         const double hi = lo + (opt.maxSize - opt.minSize) / 4;
-        std::printf("%5.1f-%-6.1f %7ld %6.2f%% %7.4f px %6.4f deg %7.4f %%\n", lo, hi,
-                    bins[b].trials, 100.0 * bins[b].found / std::max(1L, bins[b].trials),
-                    rms(bins[b].ep, 1), rms(bins[b].ea, 1), rms(bins[b].es, 100));
+        const Bin& bin = t.bins[b];
+        std::printf("%5.1f-%-6.1f %7ld %6.2f%% %7.4f px %6.4f deg %7.4f %%\n", lo, hi, bin.trials,
+                    100.0 * bin.found / std::max(1L, bin.trials), rms(bin.ep, 1), rms(bin.ea, 1),
+                    rms(bin.es, 100));
     }
-    if (opt.bound) {
-        std::printf(
-            "Cramer-Rao bounds at noise sigma %.2f (RMS over the present trials; known: pose "
-            "only unknown; nuisance: grey offset and contrast unknown too) against the errors "
-            "achieved (RMS over the found trials)\n",
-            opt.noise);
-        std::printf(
-            "bound step %.3f px; halving it changes the bounds by at most (angle, scale, "
-            "position) %.3f, %.3f, %.3f %% known, %.3f, %.3f, %.3f %% nuisance; "
-            "singular: %ld; model pixels differing from the renderer's: %ld\n",
-            opt.boundEps, 100 * epsChange[0], 100 * epsChange[1], 100 * epsChange[2],
-            100 * epsChange[3], 100 * epsChange[4], 100 * epsChange[5], singular, mismatched);
-        double rmsChange = 0.0;
-        for (int k = 0; k < 6; ++k)
-            if (sumSq[k] > 0)
-                rmsChange =
-                    std::max(rmsChange, std::fabs(std::sqrt(sumSqHalf[k] / sumSq[k]) - 1.0));
-        std::printf(
-            "halving the step changes the RMS of every bound over the trials by at most "
-            "%.3f %%\n",
-            100 * rmsChange);
-        auto brms = [](const std::vector<xc_PoseBounds>& v, double xc_PoseBound::*q, bool known) {
-            double s = 0;
-            for (const xc_PoseBounds& b : v) {
-                const double x = (known ? b.known : b.nuisance).*q;
-                s += x * x;
-            }
-            return v.empty() ? 0.0 : std::sqrt(s / v.size());
-        };
-        struct Quantity {
-            const char* name;
-            const char* unit;
-            double xc_PoseBound::*field;
-            std::vector<double> Bin::*errors;
-            double factor;
-        };
-        const Quantity qs[] = {{"angle", "deg", &xc_PoseBound::angle, &Bin::ea, 1.0},
-                               {"scale", "%", &xc_PoseBound::scale, &Bin::es, 100.0},
-                               {"position", "px", &xc_PoseBound::position, &Bin::ep, 1.0}};
-        for (const Quantity& q : qs) {
-            std::printf("%-12s %10s %10s %10s %9s %9s   (%s, %s)\n", "em size px", "achieved",
-                        "CRB known", "CRB nuis.", "/ known", "/ nuis.", q.name, q.unit);
-            std::vector<double> all;
-            std::vector<xc_PoseBounds> allB;
-            auto row = [&](const char* label, const std::vector<double>& err,
-                           const std::vector<xc_PoseBounds>& b) {
-                const double a = rms(err, q.factor), k = brms(b, q.field, true),
-                             n = brms(b, q.field, false);
-                std::printf("%-12s %10.4f %10.4f %10.4f %9.2f %9.2f\n", label, a, k, n,
-                            k > 0 ? a / k : 0.0, n > 0 ? a / n : 0.0);
-            };
-            for (int b = 0; b < 4; ++b) {
-                const double lo = opt.minSize + b * (opt.maxSize - opt.minSize) / 4;
-                char label[32];
-                std::snprintf(label, sizeof label, "%.1f-%.1f", lo,
-                              lo + (opt.maxSize - opt.minSize) / 4);
-                row(label, bins[b].*q.errors, bins[b].bounds);
-                all.insert(all.end(), (bins[b].*q.errors).begin(), (bins[b].*q.errors).end());
-                allB.insert(allB.end(), bins[b].bounds.begin(), bins[b].bounds.end());
-            }
-            row("all", all, allB);
-        }
-    }
-    if (!misses.empty()) {
-        std::printf("misses:");
-        for (const auto& [ch, n] : misses) std::printf(" %lc:%ld", ch, n);
-        std::printf("\n");
-    }
+}
 
-    // Absent: the pattern of one glyph on a scene holding another.
+// RMS of one bound over the trials, known or with the nuisance parameters.
+double boundRms(const std::vector<xc_PoseBounds>& v, double xc_PoseBound::*q, bool known) {
+    double s = 0;
+    for (const xc_PoseBounds& b : v) {
+        const double x = (known ? b.known : b.nuisance).*q;
+        s += x * x;
+    }
+    return v.empty() ? 0.0 : std::sqrt(s / v.size());
+}
+
+// The bounds' step check, then per quantity the errors achieved against the bounds, per bin.
+void printBounds(const Options& opt, const PresentTally& t) {
+    std::printf(
+        "Cramer-Rao bounds at noise sigma %.2f (RMS over the present trials; known: pose "
+        "only unknown; nuisance: grey offset and contrast unknown too) against the errors "
+        "achieved (RMS over the found trials)\n",
+        opt.noise);
+    std::printf(
+        "bound step %.3f px; halving it changes the bounds by at most (angle, scale, "
+        "position) %.3f, %.3f, %.3f %% known, %.3f, %.3f, %.3f %% nuisance; "
+        "singular: %ld; model pixels differing from the renderer's: %ld\n",
+        opt.boundEps, 100 * t.epsChange[0], 100 * t.epsChange[1], 100 * t.epsChange[2],
+        100 * t.epsChange[3], 100 * t.epsChange[4], 100 * t.epsChange[5], t.singular, t.mismatched);
+    double rmsChange = 0.0;
+    for (int k = 0; k < 6; ++k)
+        if (t.sumSq[k] > 0)
+            rmsChange =
+                std::max(rmsChange, std::fabs(std::sqrt(t.sumSqHalf[k] / t.sumSq[k]) - 1.0));
+    std::printf(
+        "halving the step changes the RMS of every bound over the trials by at most "
+        "%.3f %%\n",
+        100 * rmsChange);
+    struct Quantity {
+        const char* name;
+        const char* unit;
+        double xc_PoseBound::*field;
+        std::vector<double> Bin::*errors;
+        double factor;
+    };
+    const Quantity qs[] = {{"angle", "deg", &xc_PoseBound::angle, &Bin::ea, 1.0},
+                           {"scale", "%", &xc_PoseBound::scale, &Bin::es, 100.0},
+                           {"position", "px", &xc_PoseBound::position, &Bin::ep, 1.0}};
+    for (const Quantity& q : qs) {
+        std::printf("%-12s %10s %10s %10s %9s %9s   (%s, %s)\n", "em size px", "achieved",
+                    "CRB known", "CRB nuis.", "/ known", "/ nuis.", q.name, q.unit);
+        std::vector<double> all;
+        std::vector<xc_PoseBounds> allB;
+        auto row = [&](const char* label, const std::vector<double>& err,
+                       const std::vector<xc_PoseBounds>& b) {
+            const double a = rms(err, q.factor), k = boundRms(b, q.field, true),
+                         n = boundRms(b, q.field, false);
+            std::printf("%-12s %10.4f %10.4f %10.4f %9.2f %9.2f\n", label, a, k, n,
+                        k > 0 ? a / k : 0.0, n > 0 ? a / n : 0.0);
+        };
+        for (int b = 0; b < 4; ++b) {
+            const double lo = opt.minSize + b * (opt.maxSize - opt.minSize) / 4;
+            char label[32];
+            std::snprintf(label, sizeof label, "%.1f-%.1f", lo,
+                          lo + (opt.maxSize - opt.minSize) / 4);
+            const Bin& bin = t.bins[b];
+            row(label, bin.*q.errors, bin.bounds);
+            all.insert(all.end(), (bin.*q.errors).begin(), (bin.*q.errors).end());
+            allB.insert(allB.end(), bin.bounds.begin(), bin.bounds.end());
+        }
+        row("all", all, allB);
+    }
+}
+
+// Absent: the pattern of one glyph on a scene holding another, searched without and with
+// clutter scoring; prints what was accepted.
+void runAbsent(const xcSynthFont& font, const Options& opt, xcSynthRandom& rnd,
+               const xcGeoAlignRunParams& run) {
     long absentAccepted = 0, clutterAccepted = 0;
     double worst = 0, clutterWorst = 0;
     std::map<std::wstring, double> pairs;
@@ -493,7 +517,7 @@ int main(int argc, char** argv) {
         const size_t a = static_cast<size_t>(rnd.index(static_cast<long>(opt.chars.size())));
         size_t b = static_cast<size_t>(rnd.index(static_cast<long>(opt.chars.size()) - 1));
         if (b >= a) ++b;
-        const Trial t = makeTrial(opt.chars[b]);
+        const Trial t = makeTrial(rnd, opt, opt.chars[b]);
         TrainedGlyph tg = trainGlyph(font, static_cast<char32_t>(opt.chars[a]), t.size);
         xcGeoAlignPattern& pat = tg.pattern;
         const xcSynthScene scene =
@@ -528,5 +552,37 @@ int main(int argc, char** argv) {
     std::printf("absent with clutter scoring: %ld accepted results, best score %.3f\n",
                 clutterAccepted, clutterWorst);
     for (const auto& [k, s] : pairs) std::printf("  accepted %ls: %.3f\n", k.c_str(), s);
-    return opt.bound && (mismatched > 0 || singular > 0) ? 1 : 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const Options opt = parse(argc, argv);
+    const xcSynthFont font(xcSynthFont::locate());
+    if (opt.boundCheck) {
+        std::printf("bound checks (blur %.2f px, noise sigma %.2f):\n", opt.blur, opt.noise);
+        const int failed = xfPoseBoundSelfCheck(font, opt.blur, opt.noise > 0 ? opt.noise : 4.0);
+        std::printf("%d failed\n", failed);
+        return failed == 0 ? 0 : 1;
+    }
+    xcSynthRandom rnd(opt.seed, 11);
+    xcGeoAlignRunParams run;
+    run.acceptThreshold(0.5);
+    run.zoneEnable(xc_GeoDefs::eZoneAll);
+    run.zone(xc_GeoDefs::eDofAngle, -180.0, 180.0);
+    run.zone(xc_GeoDefs::eDofScale, 0.9, 1.1);
+    run.numToFind(1);
+    xcGeoAlignRunParams present = run;
+    present.clutterScoring(opt.clutter);
+
+    const PresentTally tally = runPresent(font, opt, rnd, present);
+    printPresent(opt, tally);
+    if (opt.bound) printBounds(opt, tally);
+    if (!tally.misses.empty()) {
+        std::printf("misses:");
+        for (const auto& [ch, n] : tally.misses) std::printf(" %lc:%ld", ch, n);
+        std::printf("\n");
+    }
+    runAbsent(font, opt, rnd, run);
+    return opt.bound && (tally.mismatched > 0 || tally.singular > 0) ? 1 : 0;
 }

@@ -41,6 +41,7 @@
 #include <vector>
 
 #include "platform/core/exception.h"
+#include "platform/core/linear_solve.h"
 #include "platform/core/pel_rect.h"
 #include "platform/core/xform.h"
 #include "tools/synth/coverage.h"
@@ -120,44 +121,6 @@ inline xcSynthPose xf_BoundMove(const xcSynthPose& p, const xcVector<2>& centre,
     const xcVector<2> at = p.xform().mapPoint(centre) + xcVector<2>(dx, dy);
     q.position = at - q.xform().mapVector(centre);
     return q;
-}
-
-// Inverse of a symmetric positive definite n x n matrix (row-major, n <= 8) by Gauss-Jordan
-// with partial pivoting. False when a pivot falls below 1e-12 of the largest diagonal term.
-inline bool xf_BoundInvert(std::vector<double> a, int n, std::vector<double>& inv) {
-    inv.assign(static_cast<size_t>(n * n), 0.0);
-    for (int i = 0; i < n; ++i) inv[static_cast<size_t>(i * n + i)] = 1.0;
-    double big = 0.0;
-    for (int i = 0; i < n; ++i) big = std::max(big, std::fabs(a[static_cast<size_t>(i * n + i)]));
-    if (!(big > 0.0)) return false;
-    auto at = [n](std::vector<double>& m, int r, int c) -> double& {
-        return m[static_cast<size_t>(r * n + c)];
-    };
-    for (int c = 0; c < n; ++c) {
-        int piv = c;
-        for (int r = c + 1; r < n; ++r)
-            if (std::fabs(at(a, r, c)) > std::fabs(at(a, piv, c))) piv = r;
-        if (!(std::fabs(at(a, piv, c)) > 1e-12 * big)) return false;
-        for (int k = 0; k < n; ++k) {
-            std::swap(at(a, c, k), at(a, piv, k));
-            std::swap(at(inv, c, k), at(inv, piv, k));
-        }
-        const double f = 1.0 / at(a, c, c);
-        for (int k = 0; k < n; ++k) {
-            at(a, c, k) *= f;
-            at(inv, c, k) *= f;
-        }
-        for (int r = 0; r < n; ++r) {
-            if (r == c) continue;
-            const double g = at(a, r, c);
-            if (g == 0.0) continue;
-            for (int k = 0; k < n; ++k) {
-                at(a, r, k) -= g * at(a, c, k);
-                at(inv, r, k) -= g * at(inv, c, k);
-            }
-        }
-    }
-    return true;
 }
 
 // The window of the bound: every pixel the target's blurred ink can reach under its pose moved
@@ -240,11 +203,11 @@ inline xc_PoseBounds xfPoseBounds(const xc_BoundScene& scene, long target,
     xc_PoseBounds out;
     out.fisherAngle = f[2][2];
     auto bound = [&](int n) {
-        std::vector<double> m(static_cast<size_t>(n * n)), inv;
+        std::vector<double> m(static_cast<size_t>(n * n)), inv(m.size());
         for (int a = 0; a < n; ++a)
             for (int b = 0; b < n; ++b) m[static_cast<size_t>(a * n + b)] = f[a][b];
         xc_PoseBound r;
-        if (!xf_BoundInvert(m, n, inv)) return r;
+        if (!xfLinearInvert(m, inv)) return r;
         auto c = [&](int a) { return std::max(0.0, inv[static_cast<size_t>(a * n + a)]); };
         r.ok = true;
         r.position = std::sqrt(c(0) + c(1));

@@ -1,22 +1,30 @@
 # One helper per kind of target, so every target is small and its dependencies explicit.
-# Sources are the .cpp files of the target's folder (not its subfolders).
+# Every target lists its sources (paths relative to its folder) and the targets it uses.
 
 function(oc_warnings target)
   if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow
-                                             -Wnon-virtual-dtor -Wno-unused-parameter)
+                                             -Wnon-virtual-dtor)
     if(OC_WERROR)
       target_compile_options(${target} PRIVATE -Werror)
     endif()
   endif()
 endfunction()
 
-# oc_add_library(name [STATIC] DEPS dep... [PRIVATE_DEPS dep...])
-# Builds the shared (default) or static library `name` from the .cpp files of the
-# current folder. Include paths are rooted at the repository root.
+# Stops the configuration when a target lists no sources.
+function(oc_require_sources name)
+  if(NOT ARGN)
+    message(FATAL_ERROR "${name}: no SOURCES listed")
+  endif()
+endfunction()
+
+# oc_add_library(name [STATIC] SOURCES src... DEPS dep... [PRIVATE_DEPS dep...])
+# Builds the shared (default) or static library `name`. Include paths are rooted at the
+# repository root.
 function(oc_add_library name)
-  cmake_parse_arguments(A "STATIC" "" "DEPS;PRIVATE_DEPS" ${ARGN})
-  file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  cmake_parse_arguments(A "STATIC" "" "SOURCES;DEPS;PRIVATE_DEPS" ${ARGN})
+  oc_require_sources(${name} ${A_SOURCES})
+  set(srcs ${A_SOURCES})
   if(A_STATIC)
     add_library(${name} STATIC ${srcs})
   else()
@@ -34,24 +42,21 @@ function(oc_add_library name)
   oc_warnings(${name})
 endfunction()
 
-# oc_add_program(name DEPS dep...): a program from the .cpp files of the current folder.
+# oc_add_program(name SOURCES src... DEPS dep...): a program.
 function(oc_add_program name)
-  cmake_parse_arguments(A "" "" "DEPS" ${ARGN})
-  file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
-  add_executable(${name} ${srcs})
+  cmake_parse_arguments(A "" "" "SOURCES;DEPS" ${ARGN})
+  oc_require_sources(${name} ${A_SOURCES})
+  add_executable(${name} ${A_SOURCES})
   target_link_libraries(${name} PRIVATE ${A_DEPS})
   oc_warnings(${name})
 endfunction()
 
-# oc_add_test(name DEPS dep...): one GoogleTest program from the .cpp files of the
-# current folder, registered with ctest test by test.
+# oc_add_test(name SOURCES src... DEPS dep...): one GoogleTest program, registered with ctest
+# test by test.
 function(oc_add_test name)
-  cmake_parse_arguments(A "" "" "DEPS" ${ARGN})
-  file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
-  if(NOT srcs)
-    return()
-  endif()
-  add_executable(${name} ${srcs})
+  cmake_parse_arguments(A "" "" "SOURCES;DEPS" ${ARGN})
+  oc_require_sources(${name} ${A_SOURCES})
+  add_executable(${name} ${A_SOURCES})
   target_link_libraries(${name} PRIVATE ${A_DEPS} GTest::gtest GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE OC_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   oc_warnings(${name})
@@ -67,12 +72,12 @@ function(oc_add_bench name source)
   oc_warnings(${name})
 endfunction()
 
-# oc_add_module_part(name DEPS dep...): the .cpp files of one folder of the module as an
-# object library; oc/CMakeLists.txt links every part into the one shared library `oc`.
+# oc_add_module_part(name SOURCES src... DEPS dep...): one folder of the module as an object
+# library; oc/CMakeLists.txt links every part into the one shared library `oc`.
 function(oc_add_module_part name)
-  cmake_parse_arguments(A "" "" "DEPS" ${ARGN})
-  file(GLOB srcs CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
-  add_library(${name} OBJECT ${srcs})
+  cmake_parse_arguments(A "" "" "SOURCES;DEPS" ${ARGN})
+  oc_require_sources(${name} ${A_SOURCES})
+  add_library(${name} OBJECT ${A_SOURCES})
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
   target_link_libraries(${name} PUBLIC ${A_DEPS})
   oc_warnings(${name})

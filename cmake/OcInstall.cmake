@@ -4,22 +4,12 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-set(_oc_install_libs)
-foreach(lib xcore xclevel xdiag xvision xio oc)
-  if(TARGET ${lib})
-    list(APPEND _oc_install_libs ${lib})
-  endif()
-endforeach()
-install(TARGETS ${_oc_install_libs} EXPORT ocTargets
+install(TARGETS xcore xclevel xdiag xvision xio oc EXPORT ocTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-foreach(prog ocarrange ocfont)
-  if(TARGET ${prog})
-    install(TARGETS ${prog} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  endif()
-endforeach()
+install(TARGETS ocarrange ocfont RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform ${PROJECT_SOURCE_DIR}/oc
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 install(EXPORT ocTargets NAMESPACE oc:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/oc)

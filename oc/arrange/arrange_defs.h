@@ -35,45 +35,14 @@ public:
 
 // The abstract base of the family.
 class xcOCArrangeDefs::Errors : public xcExceptionWithString {
-protected:
-    explicit Errors(const wchar_t* message)
-        : xcExceptionWithString(message ? std::wstring(message) : std::wstring()) {}
-    Errors(const Errors&) = default;
-    Errors& operator=(const Errors&) = default;
-    void dispatchSerialize(xcArchive& ar) override;
-    void serialize_(xcArchive& ar, std::uint8_t version);
-
-public:
-    ~Errors() override = default;
+    XC_OC_ERRORS_BASE_BODY()
 };
-
-// Body of a concrete error of the arranger's family, with its number.
-#define XC_OC_ARRANGE_ERROR_BODY(Cls, number)                               \
-public:                                                                     \
-    explicit Cls(const wchar_t* message = nullptr) : Errors(message) {}     \
-    Cls(const Cls&) = default;                                              \
-    Cls& operator=(const Cls&) = default;                                   \
-    ~Cls() override = default;                                              \
-    long errorNumber() const override { return static_cast<long>(number); } \
-    void suicideAndRethrow() override {                                     \
-        Cls copy(*this);                                                    \
-        delete this;                                                        \
-        throw copy;                                                         \
-    }                                                                       \
-                                                                            \
-protected:                                                                  \
-    void dispatchSerialize(xcArchive& ar) override;                         \
-    void serialize_(xcArchive& ar, std::uint8_t version);                   \
-                                                                            \
-private:                                                                    \
-    static xcPersistent* make();                                            \
-    static const xc_Instantiator sExemplar;
 
 class xcOCArrangeDefs::BadParams : public xcOCArrangeDefs::Errors {
-    XC_OC_ARRANGE_ERROR_BODY(BadParams, 0x10007400)
+    XC_OC_ERROR_BODY(BadParams, 0x10007400)
 };
 class xcOCArrangeDefs::BadMask : public xcOCArrangeDefs::Errors {
-    XC_OC_ARRANGE_ERROR_BODY(BadMask, 0x10007401)
+    XC_OC_ERROR_BODY(BadMask, 0x10007401)
 };
 
 // The enumerations as unsigned 32-bit values. Loading assigns the value read unchecked.

@@ -30,8 +30,9 @@ void xf_AddBuildArrangementDiags(const xcPelBuffer_const<unsigned char>& image,
                                  const std::vector<xc_Pose>& poses,
                                  const std::vector<double>& scores,
                                  const std::vector<xcOCArrangeDefs::CharStatus>& statuses,
-                                 const xcOCArrangeParams& params, const xc_ArrangePath& bestPath,
-                                 const xc_ArrangeCost& cost, bool finalValid, xcDiagObject* diag) {
+                                 const xcOCArrangeParams& /*params*/,
+                                 const xc_ArrangePath& bestPath, const xc_ArrangeCost& cost,
+                                 bool finalValid, xcDiagObject* diag) {
     if (diag == nullptr || !finalValid) return;
     const std::size_t n = keys.size();
     if (cost.tanDeviations.size() != n || cost.normDeviations.size() != n ||

@@ -38,10 +38,13 @@ protected:                                                                      
 public:                                                                                  \
     ~Errors() override = default;
 
-// Body of a concrete error `Cls` of a family, with its number.
+// Body of a concrete error `Cls` of a family, with its number. It is constructed from a wide
+// string or a wide C string (a null pointer gives the empty message).
 #define XC_OC_ERROR_BODY(Cls, number)                                                    \
 public:                                                                                  \
-    explicit Cls(const std::wstring& message = L"") : Errors(message) {}                 \
+    explicit Cls(const wchar_t* message = nullptr)                                       \
+        : Errors(message ? std::wstring(message) : std::wstring()) {}                    \
+    explicit Cls(const std::wstring& message) : Errors(message) {}                       \
     Cls(const Cls&) = default;                                                           \
     Cls& operator=(const Cls&) = default;                                                \
     ~Cls() override = default;                                                           \

@@ -5,38 +5,9 @@
 #include <string>
 
 #include "platform/core/exception.h"
+#include "platform/core/linear_solve.h"
 
 namespace {
-
-// Solves the 3x3 system a x = b by Gaussian elimination with partial pivoting. False when a
-// pivot is negligible against the matrix's largest entry.
-bool solve3(double a[3][3], double b[3], double x[3]) {
-    double big = 0;
-    for (int r = 0; r < 3; ++r)
-        for (int c = 0; c < 3; ++c) big = std::max(big, std::fabs(a[r][c]));
-    if (!(big > 0)) return false;
-    for (int c = 0; c < 3; ++c) {
-        int p = c;
-        for (int r = c + 1; r < 3; ++r)
-            if (std::fabs(a[r][c]) > std::fabs(a[p][c])) p = r;
-        if (std::fabs(a[p][c]) <= 1e-13 * big) return false;
-        if (p != c) {
-            for (int k = 0; k < 3; ++k) std::swap(a[p][k], a[c][k]);
-            std::swap(b[p], b[c]);
-        }
-        for (int r = c + 1; r < 3; ++r) {
-            const double f = a[r][c] / a[c][c];
-            for (int k = c; k < 3; ++k) a[r][k] -= f * a[c][k];
-            b[r] -= f * b[c];
-        }
-    }
-    for (int r = 2; r >= 0; --r) {
-        double s = b[r];
-        for (int k = r + 1; k < 3; ++k) s -= a[r][k] * x[k];
-        x[r] = s / a[r][r];
-    }
-    return true;
-}
 
 struct CircleGeom {
     xcFitStatus status = xcFitStatus::eTooFewPoints;
@@ -109,7 +80,7 @@ CircleGeom fitOnce(std::span<const xcVector<2>> pts, const std::vector<bool>& us
             b[r] -= z * row[r];
         }
     }
-    if (!solve3(a, b, x)) return g;
+    if (!xfLinearSolve({&a[0][0], 9}, 3, b, x)) return g;
     double ca = -0.5 * x[0], cb = -0.5 * x[1];
     const double r2 = ca * ca + cb * cb - x[2];
     if (!(r2 > 0)) return g;
@@ -139,7 +110,7 @@ CircleGeom fitOnce(std::span<const xcVector<2>> pts, const std::vector<bool>& us
                 double m[3][3], rhs[3] = {jtr[0], jtr[1], jtr[2]};
                 for (int r = 0; r < 3; ++r)
                     for (int k = 0; k < 3; ++k) m[r][k] = jtj[r][k] + (r == k ? lambda * mean : 0);
-                if (!solve3(m, rhs, step)) {
+                if (!xfLinearSolve({&m[0][0], 9}, 3, rhs, step)) {
                     lambda *= 10;
                     continue;
                 }

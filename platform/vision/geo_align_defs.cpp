@@ -15,3 +15,4 @@ XC_EXCEPTION_DEFINE(xc_GeoDefs::BadGrainLimits, xc_GeoDefs::Errors, "xc_GeoDefs:
 XC_EXCEPTION_DEFINE(xc_GeoDefs::TooFewEdges, xc_GeoDefs::Errors, "xc_GeoDefs::TooFewEdges")
 XC_EXCEPTION_DEFINE(xc_GeoDefs::NotTrained, xc_GeoDefs::Errors, "xc_GeoDefs::NotTrained")
 XC_EXCEPTION_DEFINE(xc_GeoDefs::InternalError, xcExceptionWithString, "xc_GeoDefs::InternalError")
+XC_EXCEPTION_DEFINE(xc_GeoDefs::BadRunInput, xc_GeoDefs::InternalError, "xc_GeoDefs::BadRunInput")

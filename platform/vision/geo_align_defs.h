@@ -6,7 +6,10 @@
 //     (a bad training image, bad train flags, bad grain limits, too few edges at the grain
 //     asked for) and of the errors of using an untrained pattern outside a run;
 //   - xc_GeoDefs::InternalError is what a run raises for any failure that is not a caller's
-//     time-out or cancellation (those pass through as the core library raised them).
+//     time-out or cancellation (those pass through as the core library raised them); its
+//     subclass xc_GeoDefs::BadRunInput tells the caller's own mistakes (an untrained pattern,
+//     an unbound image, a mask that does not cover the image, a singular client transform)
+//     from failures of the machinery, while a handler of InternalError still sees both.
 // Every error carries a descriptive wide message, a fixed errorNumber() in
 // 0x10000200 ... 0x10000207, and is persistent (version byte 0 per class level, then the
 // message).
@@ -57,6 +60,7 @@ public:
     class TooFewEdges;
     class NotTrained;
     class InternalError;
+    class BadRunInput;
 };
 
 // Abstract base of the training errors.
@@ -92,9 +96,15 @@ class xc_GeoDefs::NotTrained : public xc_GeoDefs::Errors {
     XC_EXCEPTION_BODY(NotTrained, xc_GeoDefs::Errors, 0x10000204)
 };
 
-// Any failure of a run other than a caller's time-out or cancellation: an untrained pattern,
-// an unbound image, a mask that does not cover the image, a client transform that cannot be
-// used, or a failure of the machinery itself.
+// Any failure of a run other than a caller's time-out or cancellation: the caller's mistakes
+// (as BadRunInput below) or a failure of the machinery itself (out of memory, an error of a
+// tool the run calls).
 class xc_GeoDefs::InternalError : public xcExceptionWithString {
     XC_EXCEPTION_BODY(InternalError, xcExceptionWithString, 0x10000207)
+};
+// A run given what it cannot use: an untrained pattern, an unbound image, a mask whose window
+// does not contain the image's window, or an image whose client-from-image transform is
+// singular. Archived as its version byte 0, then the InternalError level.
+class xc_GeoDefs::BadRunInput : public xc_GeoDefs::InternalError {
+    XC_EXCEPTION_BODY(BadRunInput, xc_GeoDefs::InternalError, 0x10000205)
 };

@@ -88,11 +88,11 @@ void xcGeoAlignPattern::run_(xc_GeoImageCache& cache, const xcGeoAlignRunParams&
     const xcTimer timer(true);
     try {
         if (!m_model)
-            throw xc_GeoDefs::InternalError(L"Geometric alignment run: the pattern is not trained");
+            throw xc_GeoDefs::BadRunInput(L"Geometric alignment run: the pattern is not trained");
         if (!image.isBound())
-            throw xc_GeoDefs::InternalError(L"Geometric alignment run: the image is unbound");
+            throw xc_GeoDefs::BadRunInput(L"Geometric alignment run: the image is unbound");
         if (mask.isBound() && !mask.window().contains(image.window()))
-            throw xc_GeoDefs::InternalError(
+            throw xc_GeoDefs::BadRunInput(
                 L"Geometric alignment run: the mask's window does not contain the image's window");
         xcGeoAlignResultSet out;
         xf_GeoSearch(*m_model, cache, params, out);

@@ -1,18 +1,17 @@
 // Geometric alignment: finds a trained pattern in an image at any angle and scale, with
 // sub-pixel poses.
 //
-// Technique. Training keeps, at several pyramid levels (grains 2^l pixels, 2 x 2 means), the
-// pattern's edge points with their gradient directions, thinned to a useful count. A run
-//   1. scores every placement of the pattern at the coarsest level, for every angle and scale
-//      of a grid whose steps follow from the pattern's radius (one step moves the farthest
-//      point by about one pixel of that level), by the agreement of gradient directions read
-//      from precomputed response planes, with safe early-termination bounds;
-//   2. tracks the best candidates down the pyramid, each level searching a neighbourhood of one
-//      pixel, one angle step and one scale step around the pose from the level above;
-//   3. fits each remaining pose by least squares to the image's sub-pixel edges at the finest
-//      level, scores it there, and keeps the best results that do not overlap a better one.
+// A run searches the whole window (or the zones asked for) coarse to fine: a coarse search
+// over a grid of angles and scales, tracking of the best candidates down the pyramid, a
+// least-squares fit to the image's sub-pixel edges, then a grey-level registration of the
+// accepted results. docs/geo_align.md describes the technique, its accuracy and its speed.
 // Scores are polarity-consistent when the pattern was trained with eTrainMatchPolarity: dark
 // on light stays dark on light.
+//
+// Cost. Training: linear in the training window's pixels. A run: linear in the searched
+// window's pixels for the pyramid and the coarse search, times the number of (angle, scale)
+// grid steps of the coarse search (which grows with the pattern's radius at the coarse grain
+// and with the zones' widths); the finer steps cost a bounded amount per candidate.
 //
 // Frames. The pattern's client frame is its training image's client frame. A result's pose
 // maps pattern client coordinates to the searched image's client coordinates. Angle and scale
@@ -94,10 +93,10 @@ public:
     // only pixels whose mask value is >= 128 are cared for: edges elsewhere are ignored, so an
     // instance in a don't-care region scores nothing there. Parts of the pattern that fall
     // outside the image count as points without an edge.
-    // Throws xc_GeoDefs::InternalError for an untrained pattern, an unbound image, a mask that
-    // does not cover the image, a singular client transform, or any other failure of the run;
-    // the core library's time-out and cancellation errors pass through. `results` is then left
-    // empty. diag and flags: no diagnostic records are made.
+    // Throws xc_GeoDefs::BadRunInput (an InternalError) for an untrained pattern, an unbound
+    // image, a mask that does not cover the image or a singular client transform, and
+    // xc_GeoDefs::InternalError for any other failure of the run; the core library's time-out
+    // and cancellation errors pass through. `results` is then left empty. diag and flags: no diagnostic records are made.
     void run(const xcPelBuffer_const<unsigned char>& image, const xcGeoAlignRunParams& params,
              xcGeoAlignResultSet& results, xcDiagObject* diag = nullptr,
              unsigned long flags = 0) const;

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "platform/core/attention.h"
+#include "platform/core/linear_solve.h"
 #include "platform/vision/geo_align_edge.h"
 
 namespace {
@@ -160,28 +161,9 @@ bool Fitter::step(xc_GeoPose& pose, double reach, long& close) {
     double trace = 0;
     for (int i = 0; i < k; ++i) trace += A[i][i];
     for (int i = 0; i < k; ++i) A[i][i] += 1e-9 * trace;
-    // Gaussian elimination with partial pivoting.
-    for (int c = 0; c < k; ++c) {
-        int piv = c;
-        for (int r = c + 1; r < k; ++r)
-            if (std::fabs(A[r][c]) > std::fabs(A[piv][c])) piv = r;
-        if (std::fabs(A[piv][c]) < 1e-12 * std::max(1.0, trace)) return false;
-        if (piv != c) {
-            for (int j = 0; j < k; ++j) std::swap(A[c][j], A[piv][j]);
-            std::swap(b[c], b[piv]);
-        }
-        for (int r = c + 1; r < k; ++r) {
-            const double f = A[r][c] / A[c][c];
-            for (int j = c; j < k; ++j) A[r][j] -= f * A[c][j];
-            b[r] -= f * b[c];
-        }
-    }
     double x[5] = {};
-    for (int c = k - 1; c >= 0; --c) {
-        double s = b[c];
-        for (int j = c + 1; j < k; ++j) s -= A[c][j] * x[j];
-        x[c] = s / A[c][c];
-    }
+    const size_t n = static_cast<size_t>(k);
+    if (!xfLinearSolve({&A[0][0], 25}, 5, {b, n}, {x, n})) return false;
     double dt[5] = {};
     for (int i = 0; i < k; ++i) dt[idx[i]] = x[i];
     // Keep a step within kMaxMove pixels of movement of the farthest point.

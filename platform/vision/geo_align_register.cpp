@@ -7,6 +7,7 @@
 
 #include "platform/core/angle.h"
 #include "platform/core/attention.h"
+#include "platform/core/linear_solve.h"
 
 namespace {
 
@@ -66,8 +67,8 @@ void prefilter(float* v, long n, long stride) {
     }
 }
 
-// Solves the n x n system A x = b (A symmetric, only its lower triangle filled) by Gaussian
-// elimination with partial pivoting; false when it is singular.
+// Solves the n x n system A x = b (A symmetric, only its lower triangle filled, a positive
+// diagonal), its diagonal raised by a relative 1e-10 against round-off; false when singular.
 bool solve(double A[8][8], double b[8], int n, double x[8]) {
     for (int i = 0; i < n; ++i)
         for (int j = 0; j < i; ++j) A[j][i] = A[i][j];
@@ -75,28 +76,8 @@ bool solve(double A[8][8], double b[8], int n, double x[8]) {
         if (!(A[i][i] > 0)) return false;
         A[i][i] *= 1.0 + 1e-10;
     }
-    for (int c = 0; c < n; ++c) {
-        int piv = c;
-        for (int r = c + 1; r < n; ++r)
-            if (std::fabs(A[r][c]) > std::fabs(A[piv][c])) piv = r;
-        if (std::fabs(A[piv][c]) < 1e-300) return false;
-        if (piv != c) {
-            for (int j = 0; j < n; ++j) std::swap(A[c][j], A[piv][j]);
-            std::swap(b[c], b[piv]);
-        }
-        for (int r = c + 1; r < n; ++r) {
-            const double f = A[r][c] / A[c][c];
-            for (int j = c; j < n; ++j) A[r][j] -= f * A[c][j];
-            b[r] -= f * b[c];
-        }
-    }
-    for (int c = n - 1; c >= 0; --c) {
-        double s = b[c];
-        for (int j = c + 1; j < n; ++j) s -= A[c][j] * x[j];
-        x[c] = s / A[c][c];
-        if (!std::isfinite(x[c])) return false;
-    }
-    return true;
+    const size_t m = static_cast<size_t>(n);
+    return xfLinearSolve({&A[0][0], 64}, 8, {b, m}, {x, m});
 }
 
 // A registration pixel as sampled in the searched image.

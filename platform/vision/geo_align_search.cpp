@@ -68,7 +68,7 @@ FrameMap frameMap(const xc_GeoModel& model, const xcPelBuffer_const<unsigned cha
     f.clientFromImage = image.clientFromImageXformBase().linearAt(centre).xform();
     const double dets = f.clientFromImage.determinant();
     if (!std::isfinite(dets) || dets == 0.0)
-        throw xc_GeoDefs::InternalError(
+        throw xc_GeoDefs::BadRunInput(
             L"Geometric alignment run: the image's client-from-image transform is singular");
     f.imageToClient = f.clientFromImage.matrix();
     f.patternFromClient = model.clientFromImageLinear.matrix().inverse();

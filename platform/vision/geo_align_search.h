@@ -1,6 +1,6 @@
 // The run of the geometric alignment tool (module-private): client zones to the image's pixel
 // frame, the coarse search, tracking, fitting, overlap suppression, and poses back to client
-// coordinates. See geo_align_pattern.h for the technique.
+// coordinates. docs/geo_align.md describes the technique.
 #pragma once
 
 #include <memory>

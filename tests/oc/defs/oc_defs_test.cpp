@@ -49,12 +49,13 @@ std::vector<unsigned char> storeError(xcException* e) {
 TEST(OCErrors, FactoriesMakeEmptyErrorsWithTheirNumbers) {
     std::set<long> numbers;
     for (const Entry& e : kFamily) {
+        SCOPED_TRACE(e.name);
         xcPersistentFactory make = xf_FindPersistentFactory(e.name);
-        ASSERT_NE(make, nullptr) << e.name;
+        ASSERT_NE(make, nullptr);
         std::unique_ptr<xcPersistent> obj(make());
         auto* err = dynamic_cast<xcOCDefs::Errors*>(obj.get());
-        ASSERT_NE(err, nullptr) << e.name;
-        EXPECT_EQ(err->errorNumber(), e.number) << e.name;
+        ASSERT_NE(err, nullptr);
+        EXPECT_EQ(err->errorNumber(), e.number);
         EXPECT_EQ(err->message(), L"");
         numbers.insert(err->errorNumber());
     }

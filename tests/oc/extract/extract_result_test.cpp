@@ -7,6 +7,7 @@
 #include "oc/extract/extract_result.h"
 #include "platform/core/archive.h"
 #include "platform/vision/geo_align_result.h"
+#include "tests/support/expect_error.h"
 
 namespace {
 
@@ -217,12 +218,9 @@ TEST(OCExtractError, NumberFactoryArchiveAndRethrow) {
     bad[8] = 1;
     xcArchive vin{std::span<const unsigned char>(bad)};
     xc_OCExtractDefs::xc_OCExtractError target;
-    try {
-        vin || target;
-        FAIL() << "no version error";
-    } catch (const xcArchive::UnknownVersion& u) {
-        EXPECT_EQ(u.className(), L"xc_OCExtractDefs::xc_OCExtractError");
-        EXPECT_EQ(u.number(), 0);
+    if (const auto u = expectError<xcArchive::UnknownVersion>([&] { vin || target; })) {
+        EXPECT_EQ(u->className(), L"xc_OCExtractDefs::xc_OCExtractError");
+        EXPECT_EQ(u->number(), 0);
     }
 
     xcException* heap = new xc_OCExtractDefs::xc_OCExtractError(L"Refine error");

@@ -222,6 +222,9 @@ TEST(OCCharRecord, BinarizedMarkRectAgreesWithTheCharacterViews) {
         for (long threshold : {0l, 77l, 256l}) {
             for (bool inv : {false, true}) {
                 for (bool cached : {false, true}) {
+                    SCOPED_TRACE(testing::Message()
+                                 << "case " << (&k - cases) << " threshold " << threshold
+                                 << " invert " << inv << " cached " << cached);
                     xcOCChar c;
                     xcPelBuffer<unsigned char> n = pattern(xcPelRect(0, 0, 13, 11));
                     n.clientFromImageXform(k.clientFromImage);

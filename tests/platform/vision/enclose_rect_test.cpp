@@ -102,8 +102,9 @@ TEST(EncloseRect, MatchesDenseSamplingOfEveryPlacement) {
          std::numbers::pi / 2, 0.5, 0.2, 0.0},
     };
     for (const Case& c : cases) {
-        xcRect r = xfEncloseRect(poly, c.x1, c.x2, c.xu, c.yu, xcRadian(c.ru), c.su, c.au, c.hu,
-                                 0.0, 1);
+        SCOPED_TRACE(testing::Message() << "case " << (&c - cases));
+        xcRect r =
+            xfEncloseRect(poly, c.x1, c.x2, c.xu, c.yu, xcRadian(c.ru), c.su, c.au, c.hu, 0.0, 1);
         expectMatches(r, sample(poly, c.x1, c.x2, c.xu, c.yu, c.ru, c.su, c.au, c.hu));
     }
 }

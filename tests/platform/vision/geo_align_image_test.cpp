@@ -106,12 +106,12 @@ TEST(GeoAlignImage, ErrorsAsAPlainRun) {
     xcGeoAlignResultSet rs;
     rs.add(xcGeoAlignResult());
     EXPECT_THROW(pattern.run(xcGeoAlignImage(xcPelBuffer8_const()), xcGeoAlignRunParams(), rs),
-                 xc_GeoDefs::InternalError);
+                 xc_GeoDefs::BadRunInput);
     EXPECT_TRUE(rs.empty());
     xcPelBuffer8 small(20, 20);
     const xcPelBuffer8 img = scene();
     EXPECT_THROW(pattern.run(xcGeoAlignImage(img, small), xcGeoAlignRunParams(), rs),
-                 xc_GeoDefs::InternalError);
+                 xc_GeoDefs::BadRunInput);
     // A time-out while a prepared image is being filled leaves it usable.
     const xcGeoAlignImage prepared(img);
     {

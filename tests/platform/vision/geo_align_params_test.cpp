@@ -6,6 +6,7 @@
 
 #include "platform/vision/geo_align_params.h"
 #include "platform/vision/geo_align_result.h"
+#include "tests/support/expect_error.h"
 
 TEST(GeoAlignRunParams, DefaultsAndChecks) {
     xcGeoAlignRunParams p;
@@ -89,12 +90,8 @@ TEST(GeoAlignResultSet, AccessAndAngle) {
     EXPECT_NEAR(set[0].xScale(), 1.2, 1e-12);
     EXPECT_EQ(set.result(1).score(), 0.4);
     EXPECT_FALSE(set.result(1).accepted());
-    try {
-        set.result(2);
-        FAIL() << "no error";
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.message(), L"Geometric alignment result 2 does not exist (the set holds 2)");
-    }
+    expectError<xcBadArgument>([&] { set.result(2); },
+                               L"Geometric alignment result 2 does not exist (the set holds 2)");
     set.time(3.5);
     set.clear();
     EXPECT_TRUE(set.empty());
@@ -107,8 +104,9 @@ TEST(GeoAlignErrors, NumbersAndFamily) {
     EXPECT_EQ(xc_GeoDefs::BadGrainLimits().errorNumber(), 0x10000202);
     EXPECT_EQ(xc_GeoDefs::TooFewEdges().errorNumber(), 0x10000203);
     EXPECT_EQ(xc_GeoDefs::NotTrained().errorNumber(), 0x10000204);
+    EXPECT_EQ(xc_GeoDefs::BadRunInput().errorNumber(), 0x10000205);
     EXPECT_EQ(xc_GeoDefs::InternalError().errorNumber(), 0x10000207);
-    // Training errors are Errors; a run's internal error is not.
+    // Training errors are Errors; a run's internal error is not; a run's bad input is one.
     try {
         throw xc_GeoDefs::TooFewEdges(L"few");
     } catch (const xc_GeoDefs::Errors& e) {
@@ -116,6 +114,8 @@ TEST(GeoAlignErrors, NumbersAndFamily) {
     }
     const bool isErrors = std::is_base_of_v<xc_GeoDefs::Errors, xc_GeoDefs::InternalError>;
     EXPECT_FALSE(isErrors);
+    const bool isInternal = std::is_base_of_v<xc_GeoDefs::InternalError, xc_GeoDefs::BadRunInput>;
+    EXPECT_TRUE(isInternal);
     // A heap copy rethrows itself as its own type.
     xcException* heap = new xc_GeoDefs::BadGrainLimits(L"bad");
     EXPECT_THROW(heap->suicideAndRethrow(), xc_GeoDefs::BadGrainLimits);

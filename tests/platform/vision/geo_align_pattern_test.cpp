@@ -12,6 +12,7 @@
 #include "platform/core/timeout.h"
 #include "platform/vision/geo_align_pattern.h"
 #include "tests/platform/vision/geo_align_scenes.h"
+#include "tests/support/expect_error.h"
 
 using geo_test::angleDiff;
 using geo_test::centreDistance;
@@ -57,12 +58,8 @@ TEST(GeoAlignPattern, TrainingErrorsLeaveThePatternAsItWas) {
     EXPECT_THROW(pat.trainWindow(), xc_GeoDefs::NotTrained);
     EXPECT_THROW(pat.trainClientFromImage(), xc_GeoDefs::NotTrained);
     EXPECT_THROW(pat.numLevels(), xc_GeoDefs::NotTrained);
-    try {
-        pat.train(xcPelBuffer8_const());
-        FAIL();
-    } catch (const xc_GeoDefs::BadTrainImage& e) {
-        EXPECT_EQ(e.message(), L"Cannot train a geometric pattern on an unbound image");
-    }
+    expectError<xc_GeoDefs::BadTrainImage>([&] { pat.train(xcPelBuffer8_const()); },
+                                           L"Cannot train a geometric pattern on an unbound image");
 
     xcPelBuffer8 img = geo_test::trainingImage();
     img.clientFromImageXform(xcXform<2>::translation(xcVector<2>(-3.0, 5.0)));
@@ -78,14 +75,9 @@ TEST(GeoAlignPattern, TrainingErrorsLeaveThePatternAsItWas) {
     const long fit = pat.numFitPoints();
     EXPECT_GE(fit, 50);
 
-    try {
-        pat.train(img, 4);
-        FAIL();
-    } catch (const xc_GeoDefs::BadTrainFlags& e) {
-        EXPECT_EQ(e.message(),
-                  L"Unknown geometric pattern train flags 4 (1 match polarity, 2 automatic "
-                  L"contrast)");
-    }
+    expectError<xc_GeoDefs::BadTrainFlags>(
+        [&] { pat.train(img, 4); },
+        L"Unknown geometric pattern train flags 4 (1 match polarity, 2 automatic contrast)");
     pat.autoSelectGrainLimits(false);
     const double nan = std::numeric_limits<double>::quiet_NaN();
     for (const auto& [f, c] : {std::pair{0.5, 4.0}, {4.0, 2.0}, {1.0, 128.0}, {nan, 2.0}}) {
@@ -93,34 +85,22 @@ TEST(GeoAlignPattern, TrainingErrorsLeaveThePatternAsItWas) {
         EXPECT_THROW(pat.train(img), xc_GeoDefs::BadGrainLimits) << f << " " << c;
     }
     pat.grainLimits(0.5, 4.0);
-    try {
-        pat.train(img);
-        FAIL();
-    } catch (const xc_GeoDefs::BadGrainLimits& e) {
-        EXPECT_EQ(e.message(),
-                  L"Bad grain limits (0.5, 4): the fine grain must be at least 1 pixel and the "
-                  L"coarse grain between the fine grain and 64 pixels");
-    }
+    expectError<xc_GeoDefs::BadGrainLimits>(
+        [&] { pat.train(img); },
+        L"Bad grain limits (0.5, 4): the fine grain must be at least 1 pixel and the coarse grain "
+        L"between the fine grain and 64 pixels");
     // The shape is too small for a coarsest grain of 32.
     pat.grainLimits(1.0, 32.0);
     EXPECT_THROW(pat.train(img), xc_GeoDefs::TooFewEdges);
     xcPelBuffer8 flat(40, 40);
     xfPelSet(flat, 100);
     pat.grainLimits(1.0, 1.0);
-    try {
-        pat.train(flat);
-        FAIL();
-    } catch (const xc_GeoDefs::TooFewEdges& e) {
-        EXPECT_EQ(e.message(),
-                  L"Too few edges to train at grain 1: 0 edge points, at least 12 needed");
-    }
+    expectError<xc_GeoDefs::TooFewEdges>(
+        [&] { pat.train(flat); },
+        L"Too few edges to train at grain 1: 0 edge points, at least 12 needed");
     xcPelBuffer8 tiny(2, 2);
-    try {
-        pat.train(tiny);
-        FAIL();
-    } catch (const xc_GeoDefs::Errors& e) {
-        EXPECT_EQ(e.message(), L"The training window (2 x 2 pixels) is too small to hold edges");
-    }
+    expectError<xc_GeoDefs::TooFewEdges>(
+        [&] { pat.train(tiny); }, L"The training window (2 x 2 pixels) is too small to hold edges");
     // Every failure left the first training in place.
     EXPECT_EQ(pat.trainWindow(), xcPelRect(0, 0, geo_test::kTrainW, geo_test::kTrainH));
     EXPECT_EQ(pat.numFitPoints(), fit);
@@ -282,14 +262,9 @@ TEST(GeoAlignPattern, MaskExcludesInstancesInDontCareRegions) {
     EXPECT_NEAR(angleDiff(rs[0].angle(), 120.0), 0.0, 0.2);
     // A mask that does not cover the image is an error, and the results are emptied.
     xcPelBuffer8 small(100, 100);
-    try {
-        pat.run(img, small, searchAll(), rs);
-        FAIL();
-    } catch (const xc_GeoDefs::InternalError& e) {
-        EXPECT_EQ(e.message(),
-                  L"Geometric alignment run: the mask's window does not contain "
-                  L"the image's window");
-    }
+    expectError<xc_GeoDefs::BadRunInput>(
+        [&] { pat.run(img, small, searchAll(), rs); },
+        L"Geometric alignment run: the mask's window does not contain the image's window");
     EXPECT_TRUE(rs.empty());
 }
 
@@ -389,20 +364,24 @@ TEST(GeoAlignPattern, PosesMapClientFrames) {
     EXPECT_NEAR(rs[0].xScale(), 0.55, 0.003);
 }
 
-TEST(GeoAlignPattern, RunErrorsAreInternalErrorsAndEmptyTheResults) {
+TEST(GeoAlignPattern, BadRunInputsAreTheirOwnErrorAndEmptyTheResults) {
     xcGeoAlignResultSet rs;
     rs.add(xcGeoAlignResult(true, 1.0, 1.0, xcXform<2>()));
     xcGeoAlignPattern untrained;
-    try {
-        untrained.run(twoInstances(), searchAll(), rs);
-        FAIL();
-    } catch (const xc_GeoDefs::InternalError& e) {
-        EXPECT_EQ(e.message(), L"Geometric alignment run: the pattern is not trained");
-    }
+    expectError<xc_GeoDefs::BadRunInput>([&] { untrained.run(twoInstances(), searchAll(), rs); },
+                                         L"Geometric alignment run: the pattern is not trained");
     EXPECT_TRUE(rs.empty());
     rs.add(xcGeoAlignResult());
-    EXPECT_THROW(trained().run(xcPelBuffer8_const(), searchAll(), rs), xc_GeoDefs::InternalError);
+    expectError<xc_GeoDefs::BadRunInput>(
+        [&] { trained().run(xcPelBuffer8_const(), searchAll(), rs); },
+        L"Geometric alignment run: the image is unbound");
     EXPECT_TRUE(rs.empty());
+    // A singular client transform of the searched image.
+    xcPelBuffer8 flat = twoInstances();
+    flat.clientFromImageXform(xcXform<2>(xcMatrix<2>(1.0, 0.0, 0.0, 0.0), xcVector<2>(0, 0)));
+    expectError<xc_GeoDefs::BadRunInput>(
+        [&] { trained().run(flat, searchAll(), rs); },
+        L"Geometric alignment run: the image's client-from-image transform is singular");
     // An image smaller than the pattern gives no result, and no error.
     xcPelBuffer8 small(10, 10);
     trained().run(small, searchAll(), rs);
@@ -420,11 +399,9 @@ TEST(GeoAlignPattern, TimeOutsEndTrainingAndRuns) {
     {
         xcAttentionTag tag;
         tag.attachTimeoutCustom(0.0, 0x80000064);
-        try {
-            pat.run(img, searchAll(), rs);
-            FAIL();
-        } catch (const xcTimeout::InternalExpired& e) {
-            EXPECT_EQ(e.code(), 0x80000064);
+        if (const auto e =
+                expectError<xcTimeout::InternalExpired>([&] { pat.run(img, searchAll(), rs); })) {
+            EXPECT_EQ(e->code(), 0x80000064);
         }
         EXPECT_TRUE(rs.empty());
         xcGeoAlignPattern other;

@@ -9,6 +9,7 @@
 #include "platform/core/attention.h"
 #include "platform/core/timeout.h"
 #include "platform/vision/ncc_search_kernel.h"
+#include "tests/support/expect_error.h"
 
 namespace {
 
@@ -428,12 +429,8 @@ TEST(NccSearchModel, ErrorsAndUnchangedState) {
     xcNccSearchResultSet rs;
     EXPECT_FALSE(m.isTrained());
     xcPelBuffer<unsigned char> img(20, 20);
-    try {
-        m.run(img, xcNccSearchRunParams(), rs);
-        FAIL();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.string(), L"NCC search model: the model is not trained");
-    }
+    expectError<xcBadArgument>([&] { m.run(img, xcNccSearchRunParams(), rs); },
+                               L"NCC search model: the model is not trained");
     EXPECT_THROW(m.window(), xcBadArgument);
     // A flat image has no contrast; a failed training keeps the earlier model.
     EXPECT_THROW(m.train(img), xcBadArgument);
@@ -455,13 +452,9 @@ TEST(NccSearchModel, ErrorsAndUnchangedState) {
                  xcPel::UnboundWindow);
 
     xcNccSearchRunParams rp;
-    try {
-        rp.accept(1.5);
-        FAIL();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.string(),
-                  L"NCC search run: the accept threshold must lie in [0, 1], not 1.500000");
-    }
+    expectError<xcBadArgument>(
+        [&] { rp.accept(1.5); },
+        L"NCC search run: the accept threshold must lie in [0, 1], not 1.500000");
     EXPECT_EQ(rp.accept(), 0.5);
     EXPECT_THROW(rp.confusion(-0.1), xcBadArgument);
     EXPECT_THROW(rp.xyOverlap(std::nan("")), xcBadArgument);
@@ -519,13 +512,8 @@ TEST(NccSearchModel, RejectsModelsTooLargeForExactSums) {
     xcPelBuffer<unsigned char> big(2049, 2048);
     big.set(5, 5, 9);
     xcNccSearchModel m;
-    try {
-        m.train(big);
-        FAIL();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.string(),
-                  L"NCC search training: the model is too large (at most 32767 pixels a side and "
-                  L"4194304 pixels)");
-    }
+    expectError<xcBadArgument>([&] { m.train(big); },
+                               L"NCC search training: the model is too large (at most 32767 pixels "
+                               L"a side and 4194304 pixels)");
     EXPECT_FALSE(m.isTrained());
 }

@@ -9,6 +9,7 @@
 
 #include "platform/core/attention.h"
 #include "platform/core/timeout.h"
+#include "tests/support/expect_error.h"
 
 namespace {
 
@@ -299,12 +300,8 @@ TEST(SubModelTool, ErrorsLeaveStateUnchanged) {
     const auto a = strokes(kA);
     xc_SubModelTool tool;
     xc_SubModelResultSet rs;
-    try {
-        tool.run(a, xc2XformLinear(), compileParams(), {}, rs);
-        FAIL();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.string(), L"Sub-model tool: the tool is not trained");
-    }
+    expectError<xcBadArgument>([&] { tool.run(a, xc2XformLinear(), compileParams(), {}, rs); },
+                               L"Sub-model tool: the tool is not trained");
     EXPECT_THROW(tool.train(xcFlexSubModel(), xcFlexSubModelCorTrainParams()),
                  xcPel::UnboundWindow);
     EXPECT_FALSE(tool.isTrained());
@@ -315,15 +312,13 @@ TEST(SubModelTool, ErrorsLeaveStateUnchanged) {
 
     // A start pose that turns or scales the model's pixels against the image's.
     rs.add(xc_SubModelResult());
-    try {
-        tool.run(a, xc2XformLinear(xcXform<2>(xcMatrix<2>(1.0, 0.0, 0.0, 1.01), {})),
-                 compileParams(), {}, rs);
-        FAIL();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.string(),
-                  L"Sub-model run: the start pose must map the model's pixels onto the image's "
-                  L"without rotation, scale or shear");
-    }
+    expectError<xcBadArgument>(
+        [&] {
+            tool.run(a, xc2XformLinear(xcXform<2>(xcMatrix<2>(1.0, 0.0, 0.0, 1.01), {})),
+                     compileParams(), {}, rs);
+        },
+        L"Sub-model run: the start pose must map the model's pixels onto the image's without "
+        L"rotation, scale or shear");
     EXPECT_TRUE(rs.empty());
     EXPECT_THROW(
         tool.run(a, xc2XformLinear(xcXform<2>::translation({NAN, 0.0})), compileParams(), {}, rs),
@@ -349,13 +344,9 @@ TEST(SubModelTool, ErrorsLeaveStateUnchanged) {
     rp.zonesEnabled(xcFlexSubModelDefs::eZoneAngle | xcFlexSubModelDefs::eZoneScale);
     EXPECT_EQ(rp.zonesEnabled(), 3);
     xcFlexSubModelCorTrainParams tp;
-    try {
-        tp.coarseGrainLimit(0.5);
-        FAIL();
-    } catch (const xcBadArgument& e) {
-        EXPECT_EQ(e.string(),
-                  L"Sub-model training: the coarse grain limit must be at least 1, not 0.500000");
-    }
+    expectError<xcBadArgument>(
+        [&] { tp.coarseGrainLimit(0.5); },
+        L"Sub-model training: the coarse grain limit must be at least 1, not 0.500000");
     EXPECT_EQ(tp.coarseGrainLimit(), 1.0);
     EXPECT_THROW(tp.zonesAllowed(-1), xcBadArgument);
 }
