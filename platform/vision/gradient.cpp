@@ -10,7 +10,6 @@
 
 #include "platform/core/attention.h"
 
-
 namespace {
 
 // The source after smoothing, with 4 fractional bits, padded by one replicated pixel on
@@ -59,6 +58,8 @@ void loadSmoothed(const xcPelBuffer_const<unsigned char>& image, const std::vect
     std::vector<std::uint16_t> line(static_cast<size_t>(w + 2 * r));
     std::vector<std::int32_t> acc(static_cast<size_t>(w));
     const long polls = rowsPerPoll(w * static_cast<long>(k.size()));
+    std::vector<const std::uint16_t*> taps(k.size());
+    for (size_t t = 0; t < k.size(); ++t) taps[t] = line.data() + t;
     for (long y = 0; y < h; ++y) {
         if (y % polls == 0) xcAttention::check();
         const unsigned char* s = image.rowPointer(y0 + y);
@@ -68,28 +69,18 @@ void loadSmoothed(const xcPelBuffer_const<unsigned char>& image, const std::vect
             ln[r + w + i] = s[w - 1];
         }
         for (long x = 0; x < w; ++x) ln[r + x] = s[x];
-        std::int32_t* a = acc.data();
-        std::fill(a, a + w, 0);
-        for (size_t t = 0; t < k.size(); ++t) {
-            const std::int32_t wt = k[t];
-            const std::uint16_t* src = ln + t;
-            for (long x = 0; x < w; ++x) a[x] += wt * src[x];
-        }
+        xf_WeightedRowSum(k.data(), taps.data(), static_cast<long>(k.size()), w, acc.data());
         std::uint16_t* d = horiz.data() + y * w;
-        for (long x = 0; x < w; ++x) d[x] = static_cast<std::uint16_t>(a[x]);
+        for (long x = 0; x < w; ++x) d[x] = static_cast<std::uint16_t>(acc[static_cast<size_t>(x)]);
     }
     for (long y = 0; y < h; ++y) {
         if (y % polls == 0) xcAttention::check();
-        std::int32_t* a = acc.data();
-        std::fill(a, a + w, 0);
-        for (size_t t = 0; t < k.size(); ++t) {
-            const long sy = std::clamp(y + static_cast<long>(t) - r, 0L, h - 1);
-            const std::int32_t wt = k[t];
-            const std::uint16_t* src = horiz.data() + sy * w;
-            for (long x = 0; x < w; ++x) a[x] += wt * src[x];
-        }
+        for (size_t t = 0; t < k.size(); ++t)
+            taps[t] = horiz.data() + std::clamp(y + static_cast<long>(t) - r, 0L, h - 1) * w;
+        xf_WeightedRowSum(k.data(), taps.data(), static_cast<long>(k.size()), w, acc.data());
         std::int16_t* d = p.row(y);
-        for (long x = 0; x < w; ++x) d[x] = static_cast<std::int16_t>((a[x] + 2048) >> 12);
+        for (long x = 0; x < w; ++x)
+            d[x] = static_cast<std::int16_t>((acc[static_cast<size_t>(x)] + 2048) >> 12);
     }
 }
 
@@ -174,18 +165,10 @@ void xfGradient(const xcPelBuffer_const<unsigned char>& image, double smoothing,
     const long polls = rowsPerPoll(w);
     for (long y = 0; y < p.h; ++y) {
         if (y % polls == 0) xcAttention::check();
-        const std::int16_t* r0 = p.row(y - 1) - 1;
-        const std::int16_t* r1 = p.row(y) - 1;
-        const std::int16_t* r2 = p.row(y + 1) - 1;
         std::int16_t* gx = g.gx.rowPointer(win.y() + y);
         std::int16_t* gy = g.gy.rowPointer(win.y() + y);
         std::uint16_t* m = g.mag.rowPointer(win.y() + y);
-        for (long x = 0; x < w; ++x) {
-            const int dx = (r0[x + 2] - r0[x]) + 2 * (r1[x + 2] - r1[x]) + (r2[x + 2] - r2[x]);
-            const int dy = (r2[x] + 2 * r2[x + 1] + r2[x + 2]) - (r0[x] + 2 * r0[x + 1] + r0[x + 2]);
-            gx[x] = static_cast<std::int16_t>(dx);
-            gy[x] = static_cast<std::int16_t>(dy);
-        }
+        xf_SobelRow(p.row(y - 1), p.row(y), p.row(y + 1), w, gx, gy);
         magnitudeRow(gx, gy, m, w);
     }
     out = std::move(g);

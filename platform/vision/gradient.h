@@ -12,6 +12,7 @@
 // two pixels gives a peak magnitude of about 128 * h / 2 without smoothing.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -43,3 +44,35 @@ void xfGradient(const xcPelBuffer_const<unsigned char>& image, double smoothing,
 // The integer Gaussian kernel xfGradient uses: weights that sum to 256, symmetric about the
 // middle entry, radius ceil(3 * smoothing) (at least 1). Empty for smoothing 0.
 std::vector<int> xf_GaussianKernel256(double smoothing);
+
+// The two kernels every gradient and blur of the library is made of (inline: they are the inner
+// loops of the matcher's training and runs).
+//
+// Weighted sum of rows: out[i] = k[0] rows[0][i] + k[1] rows[1][i] + ... + k[taps - 1]
+// rows[taps - 1][i] for i in [0, n), summed from zero in the order of the taps in the
+// accumulator type A, so that the result does not depend on how the loop is vectorised. One
+// pass of a separable blur: the vertical pass gives the rows of the taps, the horizontal pass
+// the taps' shifted starts within one (padded) row. Example: k = {1, 2, 1}, rows = {s - 1, s,
+// s + 1} gives out[i] = s[i - 1] + 2 s[i] + s[i + 1].
+template <class W, class S, class A>
+inline void xf_WeightedRowSum(const W* k, const S* const* rows, long taps, long n, A* out) {
+    std::fill(out, out + n, A(0));
+    for (long t = 0; t < taps; ++t) {
+        const A wt = static_cast<A>(k[t]);
+        const S* s = rows[t];
+        for (long i = 0; i < n; ++i) out[i] += wt * s[i];
+    }
+}
+
+// Sobel responses of the middle row b of three consecutive rows a, b, c (each readable at
+// [-1, n]): dx[i] and dy[i] for i in [0, n), weights summing to 8 per direction, +x to the
+// right and +y down, computed in the arithmetic of S (int for 8- and 16-bit values) and stored
+// as A.
+template <class S, class A>
+inline void xf_SobelRow(const S* a, const S* b, const S* c, long n, A* dx, A* dy) {
+    for (long i = 0; i < n; ++i) {
+        dx[i] = static_cast<A>((a[i + 1] - a[i - 1]) + 2 * (b[i + 1] - b[i - 1]) +
+                               (c[i + 1] - c[i - 1]));
+        dy[i] = static_cast<A>((c[i - 1] + 2 * c[i] + c[i + 1]) - (a[i - 1] + 2 * a[i] + a[i + 1]));
+    }
+}
