@@ -65,8 +65,14 @@ void shiftedField(const xc_GeoPlane& plane, double sigma, double sx, double sy, 
     const auto blurRow = [&](long j) {
         const long y = std::clamp(y0 - 1 - r + j, 0L, plane.h - 1);
         const unsigned char* in = plane.row(y);
-        for (long k = 0; k < bw + 2 * r; ++k)
-            src[static_cast<size_t>(k)] = in[std::clamp(x0 - 1 - r + k, 0L, plane.w - 1)];
+        // Pixels k of the row with x0 - 1 - r + k inside the plane are copied as they are;
+        // those beyond either end repeat the end pixel.
+        const long n = bw + 2 * r, first = x0 - 1 - r;
+        const long ka = std::clamp(-first, 0L, n), kb = std::clamp(plane.w - first, ka, n);
+        float* sp = src.data();
+        std::fill(sp, sp + ka, static_cast<float>(in[0]));
+        for (long k = ka; k < kb; ++k) sp[k] = in[first + k];
+        std::fill(sp + kb, sp + n, static_cast<float>(in[plane.w - 1]));
         xf_WeightedRowSum(kx.data(), tapRows.data(), taps, bw, rowAt(j));
     };
     // Sobel, scaled from 8 per grey level per pixel to the field's units.

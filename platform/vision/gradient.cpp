@@ -173,3 +173,36 @@ void xfGradient(const xcPelBuffer_const<unsigned char>& image, double smoothing,
     }
     out = std::move(g);
 }
+
+void xf_SobelPlane(const xc_Plane8& plane, const xc_Plane8* mask, long x0, long y0, long w, long h,
+                   std::int16_t* gx, std::int16_t* gy, long stride) {
+    const long W = plane.w, H = plane.h;
+    for (long j = 0; j < h; ++j) {
+        const long y = y0 + j;
+        const unsigned char* r0 = plane.row(std::max(0L, y - 1));
+        const unsigned char* r1 = plane.row(y);
+        const unsigned char* r2 = plane.row(std::min(H - 1, y + 1));
+        std::int16_t* ox = gx + j * stride;
+        std::int16_t* oy = gy + j * stride;
+        // Columns whose neighbours lie inside the plane go through the row kernel; the first
+        // and last columns of the plane replicate their border pixel (a row of three
+        // replicated values).
+        const long xa = std::max(x0, 1L);
+        const long xb = std::min(x0 + w, W - 1);
+        auto border = [&](long x) {
+            const long xm = std::max(0L, x - 1), xp = std::min(W - 1, x + 1);
+            const unsigned char a[3] = {r0[xm], r0[x], r0[xp]}, b[3] = {r1[xm], r1[x], r1[xp]},
+                                c[3] = {r2[xm], r2[x], r2[xp]};
+            xf_SobelRow(a + 1, b + 1, c + 1, 1, ox + (x - x0), oy + (x - x0));
+        };
+        for (long x = x0; x < std::min(xa, x0 + w); ++x) border(x);
+        if (xb > xa)
+            xf_SobelRow(r0 + xa, r1 + xa, r2 + xa, xb - xa, ox + (xa - x0), oy + (xa - x0));
+        for (long x = std::max(xb, x0); x < x0 + w; ++x) border(x);
+        if (mask) {
+            const unsigned char* m = mask->row(y);
+            for (long x = x0; x < x0 + w; ++x)
+                if (m[x] < 128) ox[x - x0] = oy[x - x0] = 0;
+        }
+    }
+}
