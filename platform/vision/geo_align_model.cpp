@@ -48,8 +48,8 @@ struct GradientBand {
         gy.resize(n);
         mag.resize(n);
         xf_SobelPlane(plane, nullptr, 0, y0, plane.w, rows, gx.data(), gy.data(), plane.w);
-        for (size_t i = 0; i < n; ++i)
-            mag[i] = std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i])) * 0.125f;
+        xf_MagnitudeRow(gx.data(), gy.data(), static_cast<long>(n), mag.data());
+        for (float& m : mag) m *= 0.125f;
     }
 };
 

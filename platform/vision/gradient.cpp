@@ -84,31 +84,6 @@ void loadSmoothed(const xcPelBuffer_const<unsigned char>& image, const std::vect
     }
 }
 
-// m[x] = round(sqrt(gx^2 + gy^2)). The SSE2 path computes exactly what the plain loop does (the
-// same float conversion, correctly rounded square root and truncation); the plain loop serves
-// elsewhere and finishes the row. (std::sqrt keeps the compiler from vectorising the plain loop:
-// it must be able to set errno.)
-void magnitudeRow(const std::int16_t* gx, const std::int16_t* gy, std::uint16_t* m, long w) {
-    long x = 0;
-#if defined(__SSE2__)
-    const __m128 half = _mm_set1_ps(0.5f);
-    for (; x + 8 <= w; x += 8) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gx + x));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gy + x));
-        const __m128i lo = _mm_unpacklo_epi16(a, b), hi = _mm_unpackhi_epi16(a, b);
-        const __m128i l2 = _mm_madd_epi16(lo, lo), h2 = _mm_madd_epi16(hi, hi);  // gx^2 + gy^2
-        const __m128i lm = _mm_cvttps_epi32(_mm_add_ps(_mm_sqrt_ps(_mm_cvtepi32_ps(l2)), half));
-        const __m128i hm = _mm_cvttps_epi32(_mm_add_ps(_mm_sqrt_ps(_mm_cvtepi32_ps(h2)), half));
-        // Magnitudes are at most 23081, so the signed saturating pack is exact.
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(m + x), _mm_packs_epi32(lm, hm));
-    }
-#endif
-    for (; x < w; ++x) {
-        const float m2 = static_cast<float>(gx[x] * gx[x] + gy[x] * gy[x]);
-        m[x] = static_cast<std::uint16_t>(std::sqrt(m2) + 0.5f);
-    }
-}
-
 }  // namespace
 
 std::vector<int> xf_GaussianKernel256(double smoothing) {
@@ -163,13 +138,17 @@ void xfGradient(const xcPelBuffer_const<unsigned char>& image, double smoothing,
 
     const long w = p.w;
     const long polls = rowsPerPoll(w);
+    std::vector<float> mf(static_cast<size_t>(w));
     for (long y = 0; y < p.h; ++y) {
         if (y % polls == 0) xcAttention::check();
         std::int16_t* gx = g.gx.rowPointer(win.y() + y);
         std::int16_t* gy = g.gy.rowPointer(win.y() + y);
         std::uint16_t* m = g.mag.rowPointer(win.y() + y);
         xf_SobelRow(p.row(y - 1), p.row(y), p.row(y + 1), w, gx, gy);
-        magnitudeRow(gx, gy, m, w);
+        xf_MagnitudeRow(gx, gy, w, mf.data());
+        // Magnitudes are at most 23081: rounded by adding a half and truncating.
+        for (long x = 0; x < w; ++x)
+            m[x] = static_cast<std::uint16_t>(static_cast<int>(mf[static_cast<size_t>(x)] + 0.5f));
     }
     out = std::move(g);
 }
@@ -205,4 +184,26 @@ void xf_SobelPlane(const xc_Plane8& plane, const xc_Plane8* mask, long x0, long 
                 if (m[x] < 128) ox[x - x0] = oy[x - x0] = 0;
         }
     }
+}
+
+void xf_MagnitudeRow(const std::int16_t* gx, const std::int16_t* gy, long n, float* m) {
+    long x = 0;
+#if defined(__SSE2__)
+    // The fast path: four values at a time, the same float conversion and correctly rounded
+    // square root as the plain loop.
+    for (; x + 8 <= n; x += 8) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gx + x));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gy + x));
+        const __m128i lo = _mm_unpacklo_epi16(a, b), hi = _mm_unpackhi_epi16(a, b);
+        const __m128i l2 = _mm_madd_epi16(lo, lo), h2 = _mm_madd_epi16(hi, hi);  // gx^2 + gy^2
+        _mm_storeu_ps(m + x, _mm_sqrt_ps(_mm_cvtepi32_ps(l2)));
+        _mm_storeu_ps(m + x + 4, _mm_sqrt_ps(_mm_cvtepi32_ps(h2)));
+    }
+#endif
+    xf_MagnitudeRowPlain(gx + x, gy + x, n - x, m + x);
+}
+
+void xf_MagnitudeRowPlain(const std::int16_t* gx, const std::int16_t* gy, long n, float* m) {
+    for (long x = 0; x < n; ++x)
+        m[x] = std::sqrt(static_cast<float>(gx[x] * gx[x] + gy[x] * gy[x]));
 }

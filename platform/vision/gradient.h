@@ -56,7 +56,8 @@ std::vector<int> xf_GaussianKernel256(double smoothing);
 // the taps' shifted starts within one (padded) row. Example: k = {1, 2, 1}, rows = {s - 1, s,
 // s + 1} gives out[i] = s[i - 1] + 2 s[i] + s[i + 1].
 template <class W, class S, class A>
-inline void xf_WeightedRowSum(const W* k, const S* const* rows, long taps, long n, A* out) {
+inline void xf_WeightedRowSum(const W* k, const S* const* rows, long taps, long n,
+                              A* __restrict out) {
     std::fill(out, out + n, A(0));
     long t = 0;
     // Four taps per pass over the row (the same sums in the same order, fewer loads and
@@ -86,7 +87,8 @@ inline void xf_WeightedRowSum(const W* k, const S* const* rows, long taps, long 
 // right and +y down, computed in the arithmetic of S (int for 8- and 16-bit values) and stored
 // as A.
 template <class S, class A>
-inline void xf_SobelRow(const S* a, const S* b, const S* c, long n, A* dx, A* dy) {
+inline void xf_SobelRow(const S* __restrict a, const S* __restrict b, const S* __restrict c, long n,
+                        A* __restrict dx, A* __restrict dy) {
     for (long i = 0; i < n; ++i) {
         dx[i] = static_cast<A>((a[i + 1] - a[i - 1]) + 2 * (b[i + 1] - b[i - 1]) +
                                (c[i + 1] - c[i - 1]));
@@ -101,3 +103,10 @@ inline void xf_SobelRow(const S* a, const S* b, const S* c, long n, A* dx, A* dy
 // given.
 void xf_SobelPlane(const xc_Plane8& plane, const xc_Plane8* mask, long x0, long y0, long w, long h,
                    std::int16_t* gx, std::int16_t* gy, long stride);
+
+// Gradient magnitudes m[i] = sqrt(gx[i]^2 + gy[i]^2) (in float, correctly rounded) for i in
+// [0, n). xf_MagnitudeRow takes an SSE2 path where there is one; xf_MagnitudeRowPlain is the
+// plain loop, its exact reference (std::sqrt keeps the compiler from vectorising it: it must
+// be able to set errno).
+void xf_MagnitudeRow(const std::int16_t* gx, const std::int16_t* gy, long n, float* m);
+void xf_MagnitudeRowPlain(const std::int16_t* gx, const std::int16_t* gy, long n, float* m);

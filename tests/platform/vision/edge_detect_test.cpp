@@ -177,7 +177,8 @@ TEST(Gradient, RowKernelsGiveExactlyThePlainSums) {
 }
 
 // The plane Sobel (border columns and rows replicated, a care mask) against the naive sums,
-// and the row kernel in float against the same kernel in integers.
+// its magnitudes' fast path against the plain loop, and the row kernel in float against the
+// same kernel in integers.
 TEST(Gradient, PlaneSobelReplicatesBordersAndZeroesMaskedPixels) {
     std::mt19937 rng(9);
     const long W = 11, H = 7;
@@ -202,6 +203,10 @@ TEST(Gradient, PlaneSobelReplicatesBordersAndZeroesMaskedPixels) {
             EXPECT_EQ(gx[static_cast<size_t>(y * W + x)], cares ? dx : 0);
             EXPECT_EQ(gy[static_cast<size_t>(y * W + x)], cares ? dy : 0);
         }
+    std::vector<float> fast(gx.size()), plain(gx.size());
+    xf_MagnitudeRow(gx.data(), gy.data(), W * H, fast.data());
+    xf_MagnitudeRowPlain(gx.data(), gy.data(), W * H, plain.data());
+    EXPECT_EQ(fast, plain);
     std::vector<float> f(pels.begin(), pels.end()), fdx(W - 2), fdy(W - 2);
     std::vector<int> idx(W - 2), idy(W - 2);
     xf_SobelRow(f.data() + 1, f.data() + W + 1, f.data() + 2 * W + 1, W - 2, fdx.data(),
