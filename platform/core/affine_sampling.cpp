@@ -150,12 +150,8 @@ struct Bicubic {
 
     // Catmull-Rom weights of the taps at -1, 0, 1, 2 for the fraction t.
     static void weights(std::int64_t f, float w[4]) {
-        const float t = static_cast<float>(static_cast<std::uint32_t>(f)) * (1.0f / 4294967296.0f);
-        const float t2 = t * t, t3 = t2 * t;
-        w[0] = 0.5f * (-t3 + 2.0f * t2 - t);
-        w[1] = 0.5f * (3.0f * t3 - 5.0f * t2 + 2.0f);
-        w[2] = 0.5f * (-3.0f * t3 + 4.0f * t2 + t);
-        w[3] = 0.5f * (t3 - t2);
+        xf_CatmullRomWeights(
+            static_cast<float>(static_cast<std::uint32_t>(f)) * (1.0f / 4294967296.0f), w);
     }
     // Rounded and clamped without branches (overshoot is common on sharp edges).
     static u8 finish(float v) {

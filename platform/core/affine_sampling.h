@@ -20,6 +20,17 @@
 #include "platform/core/affine_rectangle.h"
 #include "platform/core/pel_buffer.h"
 
+// Catmull-Rom (a = -0.5) weights of the taps at -1, 0, 1, 2 for the fraction t in [0, 1) of
+// a sample between taps 0 and 1: they sum to 1, and t = 0 gives (0, 1, 0, 0). Inline: every
+// bicubic sample of the library computes them.
+inline void xf_CatmullRomWeights(float t, float w[4]) {
+    const float t2 = t * t, t3 = t2 * t;
+    w[0] = 0.5f * (-t3 + 2.0f * t2 - t);
+    w[1] = 0.5f * (3.0f * t3 - 5.0f * t2 + 2.0f);
+    w[2] = 0.5f * (-3.0f * t3 + 4.0f * t2 + t);
+    w[3] = 0.5f * (t3 - t2);
+}
+
 class xcAffineSamplingParams {
 public:
     enum Interpolation { eNearestNeighbor = 0, eBilinear = 2, eBicubic = 3 };
@@ -77,5 +88,4 @@ xcPelBuffer<unsigned char> xfAffineTransformImage(const xcPelBuffer_const<unsign
 // pixels map onto the rectangle. Throws as above, and xcBadArgument for a wrong or shared
 // destination (dst then stays unchanged).
 void xfAffineTransformImage(const xcPelBuffer_const<unsigned char>& src,
-                            const xcAffineSamplingParams& params,
-                            xcPelBuffer<unsigned char>& dst);
+                            const xcAffineSamplingParams& params, xcPelBuffer<unsigned char>& dst);

@@ -186,7 +186,7 @@ xc_GeoResponse::xc_GeoResponse(const xc_GeoPlane& plane, const xc_GeoPlane* mask
     unsigned char* o = m_data.data() + m_border * m_stride + m_border;
     for (long y = 0; y < m_h; ++y) {
         if ((y & 15) == 0) xcAttention::check();
-        xf_GeoSobel(plane, mask, 0, y, m_w, 1, gx.data(), gy.data(), m_w);
+        xf_SobelPlane(plane, mask, 0, y, m_w, 1, gx.data(), gy.data(), m_w);
         unsigned char* row = o + y * m_stride;
         std::int32_t* irow = m_integral.data() + (y + 1) * (m_w + 1);
         const std::int32_t* iabove = irow - (m_w + 1);

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "platform/core/affine_sampling.h"
 #include "platform/vision/geo_align_pyramid.h"
 
 class xc_GeoGradField {
@@ -56,15 +57,6 @@ private:
 };
 
 // Inline: the edge estimator samples the field a dozen times per point.
-// Catmull-Rom weights of the taps -1, 0, 1, 2 at fraction t.
-inline void xf_GeoCubicWeights(float t, float w[4]) {
-    const float t2 = t * t, t3 = t2 * t;
-    w[0] = 0.5f * (-t3 + 2 * t2 - t);
-    w[1] = 0.5f * (3 * t3 - 5 * t2 + 2);
-    w[2] = 0.5f * (-3 * t3 + 4 * t2 + t);
-    w[3] = 0.5f * (t3 - t2);
-}
-
 // std::floor of a coordinate well inside the long range (|v| < 2^31), without the library call.
 inline double xf_GeoFloor(double v) {
     const double t = static_cast<double>(static_cast<long>(v));
@@ -94,8 +86,8 @@ inline bool xc_GeoGradField::sampleCubic(double x, double y, float& gxOut, float
     if (ix - 1 < m_x0 || iy - 1 < m_y0 || ix + 2 >= m_x0 + m_w || iy + 2 >= m_y0 + m_h)
         return false;
     float wx[4], wy[4];
-    xf_GeoCubicWeights(static_cast<float>(fx - flx), wx);
-    xf_GeoCubicWeights(static_cast<float>(fy - fly), wy);
+    xf_CatmullRomWeights(static_cast<float>(fx - flx), wx);
+    xf_CatmullRomWeights(static_cast<float>(fy - fly), wy);
     float sx = 0, sy = 0;
     for (int j = 0; j < 4; ++j) {
         const std::size_t r = idx_(ix - 1, iy - 1 + j);

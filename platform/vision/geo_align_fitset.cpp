@@ -6,6 +6,7 @@
 
 #include "platform/core/attention.h"
 #include "platform/vision/geo_align_edge.h"
+#include "platform/vision/gradient.h"
 
 namespace {
 
@@ -32,15 +33,12 @@ std::vector<float> shiftedGaussian(double sigma, double shift, long r) {
     return w;
 }
 
-// std::lround for values well inside the 16-bit range, without the library call.
+// std::lround for values well inside the 16-bit range, without the library call and without
+// branches (so that the loop over a row is vectorised).
 inline std::int16_t roundHalfAway(float v) {
-    long i = static_cast<long>(v);  // towards zero
+    const int i = static_cast<int>(v);  // towards zero
     const float frac = v - static_cast<float>(i);
-    if (frac >= 0.5f)
-        ++i;
-    else if (frac <= -0.5f)
-        --i;
-    return static_cast<std::int16_t>(i);
+    return static_cast<std::int16_t>(i + (frac >= 0.5f ? 1 : 0) - (frac <= -0.5f ? 1 : 0));
 }
 
 // The gradient field of the rectangle [x0, x0 + w) x [y0, y0 + h) of the plane blurred by a
@@ -59,26 +57,28 @@ void shiftedField(const xc_GeoPlane& plane, double sigma, double sx, double sy, 
     const long bw = w + 2, bh = h + 2, taps = 2 * r + 1;
     const long polls = pollRows(bw * 2 * taps);
     std::vector<float> rows(static_cast<size_t>(bw * taps)), img(static_cast<size_t>(bw * 3));
-    std::vector<const float*> tapRows(static_cast<size_t>(taps));
     const auto rowAt = [&](long j) { return rows.data() + (j % taps) * bw; };
     std::vector<float> src(static_cast<size_t>(bw + 2 * r));  // a row, edge pixels repeated
-    // The horizontal pass of source row j of the grown rectangle: each value is the sum of its
-    // taps in the order t = -r ... r (the loops run over the pixels innermost).
+    // The horizontal pass convolves: tap t = -r ... r reads the source t pixels to the left.
+    std::vector<const float*> tapRows(static_cast<size_t>(taps));
+    for (long t = 0; t < taps; ++t) tapRows[static_cast<size_t>(t)] = src.data() + 2 * r - t;
     const auto blurRow = [&](long j) {
         const long y = std::clamp(y0 - 1 - r + j, 0L, plane.h - 1);
         const unsigned char* in = plane.row(y);
-        for (long k = 0; k < bw + 2 * r; ++k)
-            src[static_cast<size_t>(k)] = in[std::clamp(x0 - 1 - r + k, 0L, plane.w - 1)];
-        float* dst = rowAt(j);
-        std::fill(dst, dst + bw, 0.0f);
-        for (long t = -r; t <= r; ++t) {
-            const float kt = kx[static_cast<size_t>(t + r)];
-            const float* sp = src.data() + r - t;
-            for (long i = 0; i < bw; ++i) dst[i] += kt * sp[i];
-        }
+        // Pixels k of the row with x0 - 1 - r + k inside the plane are copied as they are;
+        // those beyond either end repeat the end pixel.
+        const long n = bw + 2 * r, first = x0 - 1 - r;
+        const long ka = std::clamp(-first, 0L, n), kb = std::clamp(plane.w - first, ka, n);
+        float* sp = src.data();
+        std::fill(sp, sp + ka, static_cast<float>(in[0]));
+        for (long k = ka; k < kb; ++k) sp[k] = in[first + k];
+        std::fill(sp + kb, sp + n, static_cast<float>(in[plane.w - 1]));
+        xf_WeightedRowSum(kx.data(), tapRows.data(), taps, bw, rowAt(j));
     };
     // Sobel, scaled from 8 per grey level per pixel to the field's units.
     const float scale = xc_GeoGradField::kUnits / 8.0f;
+    std::vector<const float*> colRows(static_cast<size_t>(taps));
+    std::vector<float> dx(static_cast<size_t>(w)), dy(static_cast<size_t>(w));
     std::vector<std::int16_t> gx, gy;
     gx.reserve(static_cast<size_t>(w * h));
     gy.reserve(static_cast<size_t>(w * h));
@@ -87,22 +87,20 @@ void shiftedField(const xc_GeoPlane& plane, double sigma, double sx, double sy, 
         if (j % polls == 0) xcAttention::check();
         blurRow(j + 2 * r);
         float* d = img.data() + (j % 3) * bw;
-        for (long t = -r; t <= r; ++t) tapRows[static_cast<size_t>(t + r)] = rowAt(j + r - t);
-        for (long i = 0; i < bw; ++i) {
-            float s = 0;
-            for (long t = 0; t < taps; ++t)
-                s += ky[static_cast<size_t>(t)] * tapRows[static_cast<size_t>(t)][i];
-            d[i] = s;
-        }
+        for (long t = -r; t <= r; ++t) colRows[static_cast<size_t>(t + r)] = rowAt(j + r - t);
+        xf_WeightedRowSum(ky.data(), colRows.data(), taps, bw, d);
         if (j < 2) continue;
         const float* a = img.data() + ((j - 2) % 3) * bw;
         const float* b = img.data() + ((j - 1) % 3) * bw;
-        const float* c = d;
+        xf_SobelRow(a + 1, b + 1, d + 1, w, dx.data(), dy.data());
+        const size_t at = gx.size();
+        gx.resize(at + static_cast<size_t>(w));
+        gy.resize(at + static_cast<size_t>(w));
+        std::int16_t* ox = gx.data() + at;
+        std::int16_t* oy = gy.data() + at;
         for (long i = 0; i < w; ++i) {
-            const float dx = (a[i + 2] - a[i]) + 2 * (b[i + 2] - b[i]) + (c[i + 2] - c[i]);
-            const float dy = (c[i] + 2 * c[i + 1] + c[i + 2]) - (a[i] + 2 * a[i + 1] + a[i + 2]);
-            gx.push_back(roundHalfAway(dx * scale));
-            gy.push_back(roundHalfAway(dy * scale));
+            ox[i] = roundHalfAway(dx[static_cast<size_t>(i)] * scale);
+            oy[i] = roundHalfAway(dy[static_cast<size_t>(i)] * scale);
         }
     }
     out.assign(x0, y0, w, h, std::move(gx), std::move(gy));

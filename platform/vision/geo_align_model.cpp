@@ -47,9 +47,9 @@ struct GradientBand {
         gx.resize(n);
         gy.resize(n);
         mag.resize(n);
-        xf_GeoSobel(plane, nullptr, 0, y0, plane.w, rows, gx.data(), gy.data(), plane.w);
-        for (size_t i = 0; i < n; ++i)
-            mag[i] = std::sqrt(static_cast<float>(gx[i] * gx[i] + gy[i] * gy[i])) * 0.125f;
+        xf_SobelPlane(plane, nullptr, 0, y0, plane.w, rows, gx.data(), gy.data(), plane.w);
+        xf_MagnitudeRow(gx.data(), gy.data(), static_cast<long>(n), mag.data());
+        for (float& m : mag) m *= 0.125f;
     }
 };
 
@@ -355,7 +355,7 @@ std::shared_ptr<const xc_GeoModel> xf_GeoTrain(const xcPelBuffer_const<unsigned 
         if (l > 0) {
             if (lp.w < 6 || lp.h < 6) break;
             store.emplace_back();
-            lp = xf_GeoHalve(lp, store.back());
+            lp = xf_Plane8Halve(lp, store.back());
         }
         planes.push_back(lp);
         const double g = xf_GeoGrain(l), off = pad / g;

@@ -7,23 +7,18 @@
 // is (0.5, 0.5)). Each level halves the previous one by 2 x 2 means (an odd last row or column
 // is dropped).
 //
-// Gradients are 3 x 3 Sobel responses (weights summing to 8 per direction, so a magnitude of
-// 8 h corresponds to h grey levels per pixel) with the plane's border pixels replicated.
+// Gradients are xf_SobelPlane's (gradient.h).
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
 #include "platform/core/pel_buffer.h"
+#include "platform/vision/gradient.h"
+#include "platform/vision/plane8.h"
 
-// A read-only 8-bit plane: w x h pixels, rows `stride` bytes apart, p at pixel (0, 0).
-struct xc_GeoPlane {
-    const unsigned char* p = nullptr;
-    long stride = 0;
-    long w = 0;
-    long h = 0;
-    const unsigned char* row(long y) const { return p + y * stride; }
-};
+// The tool's planes are the vision tools' read-only 8-bit planes.
+using xc_GeoPlane = xc_Plane8;
 
 // The levels 0 ... top of an image, with those of its care mask when there is one (a level-l
 // mask pixel cares when the 2 x 2 mean of the level below, taken over 0 / 255 values, is at
@@ -48,14 +43,3 @@ private:
     std::vector<xc_GeoPlane> m_planes;
     std::vector<xc_GeoPlane> m_maskPlanes;
 };
-
-// The plane of `src` halved by 2 x 2 means into `store` (resized); `binary` first maps every
-// value to 0 (below 128) or 255.
-xc_GeoPlane xf_GeoHalve(const xc_GeoPlane& src, std::vector<unsigned char>& store,
-                        bool binary = false);
-
-// Sobel gradients of the rectangle [x0, x0 + w) x [y0, y0 + h) of `plane` (inside the plane),
-// written row by row into gx and gy (rows `stride` elements apart). Pixels whose mask value is
-// below 128 get a zero gradient when a mask plane (same size as the plane) is given.
-void xf_GeoSobel(const xc_GeoPlane& plane, const xc_GeoPlane* mask, long x0, long y0, long w,
-                 long h, std::int16_t* gx, std::int16_t* gy, long stride);

@@ -283,7 +283,7 @@ void forMagnitudeRows(const xc_GeoPlane& plane, F f) {
     for (long y0 = 0; y0 < h; y0 += band) {
         xcAttention::check();
         const long rows = std::min(band, h - y0);
-        xf_GeoSobel(plane, nullptr, 0, y0, w, rows, gx.data(), gy.data(), w);
+        xf_SobelPlane(plane, nullptr, 0, y0, w, rows, gx.data(), gy.data(), w);
         for (long j = y0; j < y0 + rows; ++j) {
             for (long i = 0; i < w; ++i) {
                 const size_t b = static_cast<size_t>((j - y0) * w + i);

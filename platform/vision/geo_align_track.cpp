@@ -60,7 +60,7 @@ void xc_GeoLevelScorer::prepare(const xc_GeoPlane& plane, const xc_GeoPlane* mas
     const float t2 = std::max(t * t, 1e-12f);
     for (long y = ya; y < yb; ++y) {
         if (((y - ya) & 31) == 31) xcAttention::check();  // whole levels take a while
-        xf_GeoSobel(plane, mask, xa, y, cw, 1, gx.data(), gy.data(), cw);
+        xf_SobelPlane(plane, mask, xa, y, cw, 1, gx.data(), gy.data(), cw);
         const long off = (y - y0) * m_w + (xa - x0);
         float* ux = m_ux.data() + off;
         float* uy = m_uy.data() + off;

@@ -10,7 +10,6 @@
 
 #include "platform/core/attention.h"
 
-
 namespace {
 
 // The source after smoothing, with 4 fractional bits, padded by one replicated pixel on
@@ -59,6 +58,8 @@ void loadSmoothed(const xcPelBuffer_const<unsigned char>& image, const std::vect
     std::vector<std::uint16_t> line(static_cast<size_t>(w + 2 * r));
     std::vector<std::int32_t> acc(static_cast<size_t>(w));
     const long polls = rowsPerPoll(w * static_cast<long>(k.size()));
+    std::vector<const std::uint16_t*> taps(k.size());
+    for (size_t t = 0; t < k.size(); ++t) taps[t] = line.data() + t;
     for (long y = 0; y < h; ++y) {
         if (y % polls == 0) xcAttention::check();
         const unsigned char* s = image.rowPointer(y0 + y);
@@ -68,53 +69,18 @@ void loadSmoothed(const xcPelBuffer_const<unsigned char>& image, const std::vect
             ln[r + w + i] = s[w - 1];
         }
         for (long x = 0; x < w; ++x) ln[r + x] = s[x];
-        std::int32_t* a = acc.data();
-        std::fill(a, a + w, 0);
-        for (size_t t = 0; t < k.size(); ++t) {
-            const std::int32_t wt = k[t];
-            const std::uint16_t* src = ln + t;
-            for (long x = 0; x < w; ++x) a[x] += wt * src[x];
-        }
+        xf_WeightedRowSum(k.data(), taps.data(), static_cast<long>(k.size()), w, acc.data());
         std::uint16_t* d = horiz.data() + y * w;
-        for (long x = 0; x < w; ++x) d[x] = static_cast<std::uint16_t>(a[x]);
+        for (long x = 0; x < w; ++x) d[x] = static_cast<std::uint16_t>(acc[static_cast<size_t>(x)]);
     }
     for (long y = 0; y < h; ++y) {
         if (y % polls == 0) xcAttention::check();
-        std::int32_t* a = acc.data();
-        std::fill(a, a + w, 0);
-        for (size_t t = 0; t < k.size(); ++t) {
-            const long sy = std::clamp(y + static_cast<long>(t) - r, 0L, h - 1);
-            const std::int32_t wt = k[t];
-            const std::uint16_t* src = horiz.data() + sy * w;
-            for (long x = 0; x < w; ++x) a[x] += wt * src[x];
-        }
+        for (size_t t = 0; t < k.size(); ++t)
+            taps[t] = horiz.data() + std::clamp(y + static_cast<long>(t) - r, 0L, h - 1) * w;
+        xf_WeightedRowSum(k.data(), taps.data(), static_cast<long>(k.size()), w, acc.data());
         std::int16_t* d = p.row(y);
-        for (long x = 0; x < w; ++x) d[x] = static_cast<std::int16_t>((a[x] + 2048) >> 12);
-    }
-}
-
-// m[x] = round(sqrt(gx^2 + gy^2)). The SSE2 path computes exactly what the plain loop does (the
-// same float conversion, correctly rounded square root and truncation); the plain loop serves
-// elsewhere and finishes the row. (std::sqrt keeps the compiler from vectorising the plain loop:
-// it must be able to set errno.)
-void magnitudeRow(const std::int16_t* gx, const std::int16_t* gy, std::uint16_t* m, long w) {
-    long x = 0;
-#if defined(__SSE2__)
-    const __m128 half = _mm_set1_ps(0.5f);
-    for (; x + 8 <= w; x += 8) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gx + x));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gy + x));
-        const __m128i lo = _mm_unpacklo_epi16(a, b), hi = _mm_unpackhi_epi16(a, b);
-        const __m128i l2 = _mm_madd_epi16(lo, lo), h2 = _mm_madd_epi16(hi, hi);  // gx^2 + gy^2
-        const __m128i lm = _mm_cvttps_epi32(_mm_add_ps(_mm_sqrt_ps(_mm_cvtepi32_ps(l2)), half));
-        const __m128i hm = _mm_cvttps_epi32(_mm_add_ps(_mm_sqrt_ps(_mm_cvtepi32_ps(h2)), half));
-        // Magnitudes are at most 23081, so the signed saturating pack is exact.
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(m + x), _mm_packs_epi32(lm, hm));
-    }
-#endif
-    for (; x < w; ++x) {
-        const float m2 = static_cast<float>(gx[x] * gx[x] + gy[x] * gy[x]);
-        m[x] = static_cast<std::uint16_t>(std::sqrt(m2) + 0.5f);
+        for (long x = 0; x < w; ++x)
+            d[x] = static_cast<std::int16_t>((acc[static_cast<size_t>(x)] + 2048) >> 12);
     }
 }
 
@@ -172,21 +138,72 @@ void xfGradient(const xcPelBuffer_const<unsigned char>& image, double smoothing,
 
     const long w = p.w;
     const long polls = rowsPerPoll(w);
+    std::vector<float> mf(static_cast<size_t>(w));
     for (long y = 0; y < p.h; ++y) {
         if (y % polls == 0) xcAttention::check();
-        const std::int16_t* r0 = p.row(y - 1) - 1;
-        const std::int16_t* r1 = p.row(y) - 1;
-        const std::int16_t* r2 = p.row(y + 1) - 1;
         std::int16_t* gx = g.gx.rowPointer(win.y() + y);
         std::int16_t* gy = g.gy.rowPointer(win.y() + y);
         std::uint16_t* m = g.mag.rowPointer(win.y() + y);
-        for (long x = 0; x < w; ++x) {
-            const int dx = (r0[x + 2] - r0[x]) + 2 * (r1[x + 2] - r1[x]) + (r2[x + 2] - r2[x]);
-            const int dy = (r2[x] + 2 * r2[x + 1] + r2[x + 2]) - (r0[x] + 2 * r0[x + 1] + r0[x + 2]);
-            gx[x] = static_cast<std::int16_t>(dx);
-            gy[x] = static_cast<std::int16_t>(dy);
-        }
-        magnitudeRow(gx, gy, m, w);
+        xf_SobelRow(p.row(y - 1), p.row(y), p.row(y + 1), w, gx, gy);
+        xf_MagnitudeRow(gx, gy, w, mf.data());
+        // Magnitudes are at most 23081: rounded by adding a half and truncating.
+        for (long x = 0; x < w; ++x)
+            m[x] = static_cast<std::uint16_t>(static_cast<int>(mf[static_cast<size_t>(x)] + 0.5f));
     }
     out = std::move(g);
+}
+
+void xf_SobelPlane(const xc_Plane8& plane, const xc_Plane8* mask, long x0, long y0, long w, long h,
+                   std::int16_t* gx, std::int16_t* gy, long stride) {
+    const long W = plane.w, H = plane.h;
+    for (long j = 0; j < h; ++j) {
+        const long y = y0 + j;
+        const unsigned char* r0 = plane.row(std::max(0L, y - 1));
+        const unsigned char* r1 = plane.row(y);
+        const unsigned char* r2 = plane.row(std::min(H - 1, y + 1));
+        std::int16_t* ox = gx + j * stride;
+        std::int16_t* oy = gy + j * stride;
+        // Columns whose neighbours lie inside the plane go through the row kernel; the first
+        // and last columns of the plane replicate their border pixel (a row of three
+        // replicated values).
+        const long xa = std::max(x0, 1L);
+        const long xb = std::min(x0 + w, W - 1);
+        auto border = [&](long x) {
+            const long xm = std::max(0L, x - 1), xp = std::min(W - 1, x + 1);
+            const unsigned char a[3] = {r0[xm], r0[x], r0[xp]}, b[3] = {r1[xm], r1[x], r1[xp]},
+                                c[3] = {r2[xm], r2[x], r2[xp]};
+            xf_SobelRow(a + 1, b + 1, c + 1, 1, ox + (x - x0), oy + (x - x0));
+        };
+        for (long x = x0; x < std::min(xa, x0 + w); ++x) border(x);
+        if (xb > xa)
+            xf_SobelRow(r0 + xa, r1 + xa, r2 + xa, xb - xa, ox + (xa - x0), oy + (xa - x0));
+        for (long x = std::max(xb, x0); x < x0 + w; ++x) border(x);
+        if (mask) {
+            const unsigned char* m = mask->row(y);
+            for (long x = x0; x < x0 + w; ++x)
+                if (m[x] < 128) ox[x - x0] = oy[x - x0] = 0;
+        }
+    }
+}
+
+void xf_MagnitudeRow(const std::int16_t* gx, const std::int16_t* gy, long n, float* m) {
+    long x = 0;
+#if defined(__SSE2__)
+    // The fast path: four values at a time, the same float conversion and correctly rounded
+    // square root as the plain loop.
+    for (; x + 8 <= n; x += 8) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gx + x));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(gy + x));
+        const __m128i lo = _mm_unpacklo_epi16(a, b), hi = _mm_unpackhi_epi16(a, b);
+        const __m128i l2 = _mm_madd_epi16(lo, lo), h2 = _mm_madd_epi16(hi, hi);  // gx^2 + gy^2
+        _mm_storeu_ps(m + x, _mm_sqrt_ps(_mm_cvtepi32_ps(l2)));
+        _mm_storeu_ps(m + x + 4, _mm_sqrt_ps(_mm_cvtepi32_ps(h2)));
+    }
+#endif
+    xf_MagnitudeRowPlain(gx + x, gy + x, n - x, m + x);
+}
+
+void xf_MagnitudeRowPlain(const std::int16_t* gx, const std::int16_t* gy, long n, float* m) {
+    for (long x = 0; x < n; ++x)
+        m[x] = std::sqrt(static_cast<float>(gx[x] * gx[x] + gy[x] * gy[x]));
 }

@@ -233,7 +233,7 @@ void xcNccSearchModel::train(const xcPelBuffer_const<unsigned char>& image,
     const long minSide = minCoarseSide(params.accuracy());
     while (std::min(values.width, values.height) / 2 >= minSide) {
         xc_NccPlane v2, c2;
-        xf_NccDecimate(values, v2);
+        xf_Plane8Halve(values, v2);
         if (masked) decimateCare(care, c2);
         xc_NccTemplate t;
         t.build(v2.row(0), v2.stride, masked ? c2.row(0) : nullptr, c2.stride, v2.width, v2.height);
@@ -264,7 +264,7 @@ void xcNccSearchModel::run(const xcPelBuffer_const<unsigned char>& image,
         ++numLevels;
     std::vector<xc_NccPlane> planes(static_cast<std::size_t>(numLevels));
     copyWindow(image, planes[0]);
-    for (long k = 1; k < numLevels; ++k) xf_NccDecimate(planes[k - 1], planes[k]);
+    for (long k = 1; k < numLevels; ++k) xf_Plane8Halve(planes[k - 1], planes[k]);
 
     // Exhaustive scores at the coarsest level.
     const long top = numLevels - 1;

@@ -48,13 +48,6 @@ inline void sumsRow(const int16_t* __restrict t, const unsigned char* __restrict
 
 void xf_NccPoll() { xcAttention::check(); }
 
-void xc_NccPlane::resize(long w, long h) {
-    width = std::max(w, 0L);
-    height = std::max(h, 0L);
-    stride = (width + kPad + 15) / 16 * 16;
-    pix.assign(static_cast<std::size_t>(stride * std::max(height, 1L)), 0);
-}
-
 void xc_NccIntegral::build(const xc_NccPlane& p) {
     width = p.width + 1;
     s.assign(static_cast<std::size_t>(width * (p.height + 1)), 0);
@@ -199,18 +192,6 @@ double xf_NccScore(int64_t n, int64_t st, int64_t stt, int64_t si, int64_t sii, 
     const double d = static_cast<double>(num);
     const double r2 = d * d / (static_cast<double>(vt) * static_cast<double>(vi));
     return r2 < 1.0 ? r2 : 1.0;
-}
-
-void xf_NccDecimate(const xc_NccPlane& in, xc_NccPlane& out) {
-    out.resize(in.width / 2, in.height / 2);
-    for (long y = 0; y < out.height; ++y) {
-        const unsigned char* __restrict a = in.row(2 * y);
-        const unsigned char* __restrict b = in.row(2 * y + 1);
-        unsigned char* __restrict o = out.row(y);
-        for (long x = 0; x < out.width; ++x)
-            o[x] = static_cast<unsigned char>(
-                (a[2 * x] + a[2 * x + 1] + b[2 * x] + b[2 * x + 1] + 2) >> 2);
-    }
 }
 
 namespace {

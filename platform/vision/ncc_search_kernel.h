@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "platform/core/vector.h"
+#include "platform/vision/plane8.h"
 
 // Raises a caller's pending cancellation or expired time-out (the core library's attention
 // check). Long loops of the correlation tools call it every few tens of microseconds of work.
@@ -31,21 +32,9 @@ constexpr long kNccMaxArea = 1L << 22;
 // Work between two attention polls, in template pixels times placements.
 constexpr long kNccPollWork = 1L << 16;
 
-// An 8-bit plane whose rows are followed by at least kPad zero bytes, so that a template row
-// padded to a multiple of 16 may be read from any placement inside the plane.
-struct xc_NccPlane {
-    static constexpr long kPad = 16;
-
-    std::vector<unsigned char> pix;
-    long width = 0;
-    long height = 0;
-    long stride = 0;  // bytes from one row to the next (>= width + kPad)
-
-    // Makes a zero-filled plane of the given size.
-    void resize(long w, long h);
-    const unsigned char* row(long y) const { return pix.data() + y * stride; }
-    unsigned char* row(long y) { return pix.data() + y * stride; }
-};
+// The search's planes own their rows, padded so that a template row padded to a multiple
+// of 16 may be read from any placement inside the plane.
+using xc_NccPlane = xc_Plane8Buffer;
 
 // Inclusive-exclusive integral images of a plane: sum(x0, y0, x1, y1) is the sum over the
 // pixels x0 <= x < x1, y0 <= y < y1 of the values (or of their squares).
@@ -126,10 +115,6 @@ void xf_NccScanRows(const xc_NccTemplate& t, const xc_NccPlane& p, const xc_NccI
 // template and image values is positive, 0 otherwise (and 0 when either side has no
 // variance). st, stt: template sums; si, sii: image sums; sti: sum of products.
 double xf_NccScore(int64_t n, int64_t st, int64_t stt, int64_t si, int64_t sii, int64_t sti);
-
-// Halves a plane: each output pixel is the rounded mean of a 2 x 2 block of the input, the
-// output is floor(width / 2) x floor(height / 2).
-void xf_NccDecimate(const xc_NccPlane& in, xc_NccPlane& out);
 
 // How a 3 x 3 patch of scores around an integer peak is refined.
 enum class xc_NccPeakFit {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <random>
@@ -60,7 +61,7 @@ TEST(Angle8, QuantisesGradientsToTheNearestStep) {
             EXPECT_EQ(xfAngle8FromGradient(gx, gy).plainValue(), k) << k << " " << off;
         }
     EXPECT_EQ(xfAngle8FromGradient(0, 0).plainValue(), 0);
-    EXPECT_EQ(xfAngle8FromGradient(0, 5).plainValue(), 64);   // +y
+    EXPECT_EQ(xfAngle8FromGradient(0, 5).plainValue(), 64);  // +y
     EXPECT_EQ(xfAngle8FromGradient(-5, 0).plainValue(), 128);
     EXPECT_EQ(xfAngle8FromGradient(0, -5).plainValue(), 192);
     EXPECT_EQ(xcAngle8::fromRadian(xcRadian(-std::numbers::pi / 2)).plainValue(), 192);
@@ -106,7 +107,8 @@ TEST(Gradient, SmoothedGradientMatchesDoublePrecisionConvolution) {
         for (long x = 0; x < w; ++x) {
             double a = 0;
             for (long t = -r; t <= r; ++t)
-                a += k[static_cast<size_t>(t + r)] / 256.0 * img.get(std::clamp(x + t, 0L, w - 1), y);
+                a += k[static_cast<size_t>(t + r)] / 256.0 *
+                     img.get(std::clamp(x + t, 0L, w - 1), y);
             hz[static_cast<size_t>(y * w + x)] = a;
         }
     for (long y = 0; y < h; ++y)
@@ -125,10 +127,96 @@ TEST(Gradient, SmoothedGradientMatchesDoublePrecisionConvolution) {
     for (long y = 0; y < h; ++y)
         for (long x = 0; x < w; ++x) {
             const double gx = (at(x + 1, y - 1) - at(x - 1, y - 1)) +
-                              2 * (at(x + 1, y) - at(x - 1, y)) + (at(x + 1, y + 1) - at(x - 1, y + 1));
+                              2 * (at(x + 1, y) - at(x - 1, y)) +
+                              (at(x + 1, y + 1) - at(x - 1, y + 1));
             // Rounding to 1/16 grey level per smoothed pixel: at most 8 * 1/32 grey level.
             ASSERT_NEAR(g.gx.get(x, y) / 16.0, gx, 0.3) << x << "," << y;
         }
+}
+
+// The row kernels of every blur and gradient: the fast forms (taps four at a time, vectorised
+// loops) give exactly the plain sums, for float and integer arithmetic and any count of taps.
+TEST(Gradient, RowKernelsGiveExactlyThePlainSums) {
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> uf(-2.0f, 2.0f);
+    std::vector<float> fs(64), fk(12);
+    std::vector<std::uint16_t> us(64);
+    std::vector<int> ik(12);
+    for (size_t i = 0; i < fs.size(); ++i) {
+        fs[i] = uf(rng) * 100.0f;
+        us[i] = static_cast<std::uint16_t>(rng() & 4095);
+    }
+    for (size_t t = 0; t < fk.size(); ++t) {
+        fk[t] = uf(rng);
+        ik[t] = static_cast<int>(rng() % 200) - 50;
+    }
+    for (long taps = 1; taps <= 9; ++taps)
+        for (long n = 1; n <= 13; n += 3) {
+            SCOPED_TRACE(testing::Message() << taps << " taps, " << n << " values");
+            std::vector<const float*> fr;
+            std::vector<const std::uint16_t*> ur;
+            for (long t = 0; t < taps; ++t) {
+                fr.push_back(fs.data() + 3 * t);
+                ur.push_back(us.data() + 5 * t);
+            }
+            std::vector<float> fo(static_cast<size_t>(n));
+            std::vector<std::int32_t> io(static_cast<size_t>(n));
+            xf_WeightedRowSum(fk.data(), fr.data(), taps, n, fo.data());
+            xf_WeightedRowSum(ik.data(), ur.data(), taps, n, io.data());
+            for (long i = 0; i < n; ++i) {
+                float f = 0.0f;
+                std::int32_t v = 0;
+                for (long t = 0; t < taps; ++t) {
+                    f += fk[static_cast<size_t>(t)] * fr[static_cast<size_t>(t)][i];
+                    v += ik[static_cast<size_t>(t)] * ur[static_cast<size_t>(t)][i];
+                }
+                ASSERT_EQ(fo[static_cast<size_t>(i)], f) << i;
+                ASSERT_EQ(io[static_cast<size_t>(i)], v) << i;
+            }
+        }
+}
+
+// The plane Sobel (border columns and rows replicated, a care mask) against the naive sums,
+// its magnitudes' fast path against the plain loop, and the row kernel in float against the
+// same kernel in integers.
+TEST(Gradient, PlaneSobelReplicatesBordersAndZeroesMaskedPixels) {
+    std::mt19937 rng(9);
+    const long W = 11, H = 7;
+    std::vector<unsigned char> pels(static_cast<size_t>(W * H)), mask(pels.size(), 255);
+    for (unsigned char& v : pels) v = static_cast<unsigned char>(rng() & 255);
+    mask[static_cast<size_t>(3 * W + 4)] = 0;
+    const xc_Plane8 plane{pels.data(), W, W, H}, care{mask.data(), W, W, H};
+    std::vector<std::int16_t> gx(static_cast<size_t>(W * H)), gy(gx.size());
+    xf_SobelPlane(plane, &care, 0, 0, W, H, gx.data(), gy.data(), W);
+    auto at = [&](long x, long y) {
+        return static_cast<int>(
+            pels[static_cast<size_t>(std::clamp(y, 0L, H - 1) * W + std::clamp(x, 0L, W - 1))]);
+    };
+    for (long y = 0; y < H; ++y)
+        for (long x = 0; x < W; ++x) {
+            SCOPED_TRACE(testing::Message() << x << "," << y);
+            const bool cares = mask[static_cast<size_t>(y * W + x)] >= 128;
+            const int dx = at(x + 1, y - 1) - at(x - 1, y - 1) + 2 * (at(x + 1, y) - at(x - 1, y)) +
+                           at(x + 1, y + 1) - at(x - 1, y + 1);
+            const int dy = at(x - 1, y + 1) + 2 * at(x, y + 1) + at(x + 1, y + 1) -
+                           at(x - 1, y - 1) - 2 * at(x, y - 1) - at(x + 1, y - 1);
+            EXPECT_EQ(gx[static_cast<size_t>(y * W + x)], cares ? dx : 0);
+            EXPECT_EQ(gy[static_cast<size_t>(y * W + x)], cares ? dy : 0);
+        }
+    std::vector<float> fast(gx.size()), plain(gx.size());
+    xf_MagnitudeRow(gx.data(), gy.data(), W * H, fast.data());
+    xf_MagnitudeRowPlain(gx.data(), gy.data(), W * H, plain.data());
+    EXPECT_EQ(fast, plain);
+    std::vector<float> f(pels.begin(), pels.end()), fdx(W - 2), fdy(W - 2);
+    std::vector<int> idx(W - 2), idy(W - 2);
+    xf_SobelRow(f.data() + 1, f.data() + W + 1, f.data() + 2 * W + 1, W - 2, fdx.data(),
+                fdy.data());
+    xf_SobelRow(pels.data() + 1, pels.data() + W + 1, pels.data() + 2 * W + 1, W - 2, idx.data(),
+                idy.data());
+    for (long i = 0; i < W - 2; ++i) {
+        EXPECT_EQ(fdx[static_cast<size_t>(i)], static_cast<float>(idx[static_cast<size_t>(i)]));
+        EXPECT_EQ(fdy[static_cast<size_t>(i)], static_cast<float>(idy[static_cast<size_t>(i)]));
+    }
 }
 
 TEST(Gradient, RejectsBadSmoothingAndUnboundImages) {

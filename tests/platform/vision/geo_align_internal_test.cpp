@@ -102,13 +102,22 @@ TEST(GeoAlignPyramid, HalvesByRoundedMeans) {
     std::vector<unsigned char> pels = {0, 1, 2, 3, 9, 10, 11, 12, 13, 250, 251, 252, 253, 254, 99};
     xc_GeoPlane p{pels.data(), 5, 5, 3};  // 5 x 3
     std::vector<unsigned char> store;
-    const xc_GeoPlane h = xf_GeoHalve(p, store);
+    const xc_GeoPlane h = xf_Plane8Halve(p, store);
     ASSERT_EQ(h.w, 2);
     ASSERT_EQ(h.h, 1);
     EXPECT_EQ(h.row(0)[0], (0 + 1 + 10 + 11 + 2) / 4);
     EXPECT_EQ(h.row(0)[1], (2 + 3 + 12 + 13 + 2) / 4);
-    const xc_GeoPlane b = xf_GeoHalve(p, store, true);
+    const xc_GeoPlane b = xf_Plane8Halve(p, store, true);
     EXPECT_EQ(b.row(0)[0], 0);
+    // The owned, padded plane halves the same way.
+    xc_Plane8Buffer in, out;
+    in.resize(5, 3);
+    for (long y = 0; y < 3; ++y) std::copy_n(pels.data() + 5 * y, 5, in.row(y));
+    xf_Plane8Halve(in, out);
+    ASSERT_EQ(out.width, 2);
+    ASSERT_EQ(out.height, 1);
+    EXPECT_EQ(out.row(0)[0], (0 + 1 + 10 + 11 + 2) / 4);
+    EXPECT_EQ(out.row(0)[1], (2 + 3 + 12 + 13 + 2) / 4);
 }
 
 TEST(GeoAlignSearch, ConvexOverlapAreas) {

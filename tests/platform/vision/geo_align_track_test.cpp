@@ -17,7 +17,7 @@ std::vector<double> plainScores(const xc_GeoPlane& plane, double contrast, long 
                                 int level, bool polarity, int r) {
     std::vector<std::int16_t> gx(static_cast<size_t>(plane.w * plane.h)),
         gy(static_cast<size_t>(plane.w * plane.h));
-    xf_GeoSobel(plane, nullptr, 0, 0, plane.w, plane.h, gx.data(), gy.data(), plane.w);
+    xf_SobelPlane(plane, nullptr, 0, 0, plane.w, plane.h, gx.data(), gy.data(), plane.w);
     auto unit = [&](long x, long y, double& ux, double& uy) {
         ux = uy = 0;
         x += x0;
