@@ -94,6 +94,14 @@ void resampleInto(const xcPelBuffer_const<unsigned char>& reference,
                   xcPelBuffer<unsigned char>& s, xcPelBuffer<unsigned char>& sMask) {
     const xcMatrix<2> m =
         (s.imageFromClientXform() * reference.clientFromImageXform()).matrix();
+    // Two invertible transforms can still have a product that overflows or vanishes: then
+    // there is no geometry to resample into.
+    const double det = m.determinant();
+    if (!(std::isfinite(det) && det != 0.0 && std::isfinite(m.element(0, 0)) &&
+          std::isfinite(m.element(0, 1)) && std::isfinite(m.element(1, 0)) &&
+          std::isfinite(m.element(1, 1))))
+        throw xcOCDefs::BadParams(
+            L"A character image's geometry cannot be resampled into the reference geometry.");
     if (!sMask.isBound()) {
         sMask = xcPelBuffer<unsigned char>(s.window());
         xfPelSet(sMask, static_cast<unsigned char>(255));

@@ -78,7 +78,8 @@ void xc_NccTemplate::build(const unsigned char* values, long valuePitch, const u
     m.assign(t.size(), 0);
     masked = false;
     n = st = stt = 0;
-    for (long v = 0; v < h; ++v) {
+    // A template without columns has no pixels, and no row to index.
+    for (long v = 0; v < h && w > 0; ++v) {
         const unsigned char* src = values + v * valuePitch;
         const unsigned char* c = care ? care + v * carePitch : nullptr;
         int16_t* dst = &t[v * pitch];

@@ -32,9 +32,12 @@ void copyWindow(const xcPelBuffer_const<unsigned char>& image, xc_NccPlane& p) {
 }
 
 // The whole offsets o with lo <= o <= hi (reals, possibly huge), as a clamped long range.
+// Both ends are clamped on both sides, so that a range wholly beyond the allowed one comes out
+// empty rather than as a real too large for a long.
 void offsetRange(double lo, double hi, long minAllowed, long maxAllowed, long& first, long& last) {
-    lo = std::max(lo, static_cast<double>(minAllowed));
-    hi = std::min(hi, static_cast<double>(maxAllowed));
+    const double minA = static_cast<double>(minAllowed), maxA = static_cast<double>(maxAllowed);
+    lo = std::min(std::max(lo, minA), maxA + 1.0);
+    hi = std::max(std::min(hi, maxA), minA - 1.0);
     first = static_cast<long>(std::ceil(lo - 1e-9));
     last = static_cast<long>(std::floor(hi + 1e-9));
 }

@@ -239,6 +239,18 @@ TEST(OCAlphabetCompile, ACharacterTooLargeForTheReferenceGeometryFailsTheCompile
         L"A character image is too large to resample into the reference geometry.");
     EXPECT_FALSE(a.isCompiled());
 
+    // Invertible transforms whose product is not finite (1e200 * 1e200 - 1e200 * 1e200).
+    Buffer ref = noiseImage(8, 8, 5), odd = noiseImage(8, 8, 4);
+    ref.clientFromImageXform(xcXform<2>(xcMatrix<2>(1e200, 0.0, -1e200, 1.0), xcVector<2>()));
+    odd.clientFromImageXform(xcXform<2>(xcMatrix<2>(1e-200, -1.0, 0.0, 1.0), xcVector<2>()));
+    xcOCAlphabet c(models({areaModel(1, ref, xcPelRect(0, 0, 8, 8)),
+                           areaModel(2, odd, xcPelRect(0, 0, 8, 8))}),
+                   0.5, false);
+    expectError<xcOCDefs::BadParams>(
+        [&] { c.compile(); },
+        L"A character image's geometry cannot be resampled into the reference geometry.");
+    EXPECT_FALSE(c.isCompiled());
+
     // 16383 pixels need 32766 samples: resampled and compiled.
     Buffer narrower = noiseImage(16383, 2, 4);
     narrower.clientFromImageXform(xcXform<2>(xcMatrix<2>(2.0, 0.0, 0.0, 2.0), xcVector<2>()));

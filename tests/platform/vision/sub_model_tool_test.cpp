@@ -279,6 +279,11 @@ TEST(SubModelTool, EveryOffsetMatchesANaiveScoreWithAndWithoutMasks) {
     rp.partialMatchRect(xcPelRect());
     tool.run(im, xcXform<2>::translation({-3.0, 0.0}), rp, {}, rs);
     EXPECT_TRUE(rs.empty());
+    // However far the start pose puts the model (beyond a long), no offset is tried.
+    for (const xcVector<2> far : {xcVector<2>(1e300, 0.0), xcVector<2>(0.0, -1e300)}) {
+        tool.run(im, xcXform<2>::translation(far), rp, {}, rs);
+        EXPECT_TRUE(rs.empty());
+    }
 }
 
 TEST(SubModelTool, AcceptThresholdAndFlatModels) {
