@@ -110,14 +110,34 @@ void xc_GeoLevelScorer::prepareFrom(const xc_GeoLevelScorer& level, long x0, lon
 
 namespace {
 
+// Where a model point lands in the window for one pose: the first pixel of the (2R + 1) squared
+// block of offsets around it and the point's turned direction. Every scoring loop maps its
+// points through this one step, so the vector widths differ only in how they sum the block.
+struct xc_TrackMap {
+    const float *ux, *uy;
+    long stride, w, h;
+    float ox, oy, cs, ss, cf, sf;
+
+    // False when the block leaves the window.
+    template <int R>
+    bool tap(const xc_GeoPoint& p, long& first, float& dx, float& dy) const {
+        const float qx = ox + cs * p.x - ss * p.y;
+        const float qy = oy + ss * p.x + cs * p.y;
+        const long ix = static_cast<long>(std::floor(qx)), iy = static_cast<long>(std::floor(qy));
+        if (ix < R || iy < R || ix + R >= w || iy + R >= h) return false;
+        dx = cf * p.ux - sf * p.uy;
+        dy = sf * p.ux + cf * p.uy;
+        first = (iy - R) * stride + ix - R;
+        return true;
+    }
+};
+
 #if defined(XC_GEO_TRACK_AVX2)
 // The 5 x 5 scores with 8 float lanes: a row's five offsets in one register. Each lane sums the
 // same products in the same order as the SSE2 loop (no fused multiply-add), so the scores are
 // the same to the last bit.
 template <bool Polarity>
-__attribute__((target("avx2"))) void score5x5Avx2(const float* ux, const float* uy, long stride,
-                                                  long w, long h, float ox, float oy, float cs,
-                                                  float ss, float cf, float sf,
+__attribute__((target("avx2"))) void score5x5Avx2(const xc_TrackMap& m,
                                                   const std::vector<xc_GeoPoint>& pts,
                                                   double* out) {
     constexpr int R = 2, n = 5;
@@ -125,14 +145,14 @@ __attribute__((target("avx2"))) void score5x5Avx2(const float* ux, const float* 
     for (int j = 0; j < n; ++j) acc[j] = _mm256_setzero_ps();
     const __m256 zero = _mm256_setzero_ps();
     const __m256 absMask = _mm256_castsi256_ps(_mm256_set1_epi32(0x7fffffff));
+    const float *ux = m.ux, *uy = m.uy;
+    const long stride = m.stride;
     for (const xc_GeoPoint& p : pts) {
-        const float qx = ox + cs * p.x - ss * p.y;
-        const float qy = oy + ss * p.x + cs * p.y;
-        const long ix = static_cast<long>(std::floor(qx)), iy = static_cast<long>(std::floor(qy));
-        if (ix < R || iy < R || ix + R >= w || iy + R >= h) continue;
-        const __m256 dx = _mm256_set1_ps(cf * p.ux - sf * p.uy);
-        const __m256 dy = _mm256_set1_ps(sf * p.ux + cf * p.uy);
-        const long b = (iy - R) * stride + ix - R;
+        long b;
+        float px, py;
+        if (!m.tap<R>(p, b, px, py)) continue;
+        const __m256 dx = _mm256_set1_ps(px);
+        const __m256 dy = _mm256_set1_ps(py);
         for (int j = 0; j < n; ++j) {
             const long o = b + j * stride;
             __m256 a = _mm256_add_ps(_mm256_mul_ps(_mm256_loadu_ps(ux + o), dx),
@@ -152,9 +172,7 @@ __attribute__((target("avx2"))) void score5x5Avx2(const float* ux, const float* 
 // The 3 x 3 scores: the first two rows' offsets in the two halves of one 8-lane register, the
 // third row in a 4-lane one (same sums as the SSE2 loop, lane by lane).
 template <bool Polarity>
-__attribute__((target("avx2"))) void score3x3Avx2(const float* ux, const float* uy, long stride,
-                                                  long w, long h, float ox, float oy, float cs,
-                                                  float ss, float cf, float sf,
+__attribute__((target("avx2"))) void score3x3Avx2(const xc_TrackMap& m,
                                                   const std::vector<xc_GeoPoint>& pts,
                                                   double* out) {
     constexpr int R = 1;
@@ -162,14 +180,14 @@ __attribute__((target("avx2"))) void score3x3Avx2(const float* ux, const float* 
     __m128 acc2 = _mm_setzero_ps();
     const __m256 zero = _mm256_setzero_ps();
     const __m256 absMask = _mm256_castsi256_ps(_mm256_set1_epi32(0x7fffffff));
+    const float *ux = m.ux, *uy = m.uy;
+    const long stride = m.stride;
     for (const xc_GeoPoint& p : pts) {
-        const float qx = ox + cs * p.x - ss * p.y;
-        const float qy = oy + ss * p.x + cs * p.y;
-        const long ix = static_cast<long>(std::floor(qx)), iy = static_cast<long>(std::floor(qy));
-        if (ix < R || iy < R || ix + R >= w || iy + R >= h) continue;
-        const __m256 dx = _mm256_set1_ps(cf * p.ux - sf * p.uy);
-        const __m256 dy = _mm256_set1_ps(sf * p.ux + cf * p.uy);
-        const long b = (iy - R) * stride + ix - R;
+        long b;
+        float px, py;
+        if (!m.tap<R>(p, b, px, py)) continue;
+        const __m256 dx = _mm256_set1_ps(px);
+        const __m256 dy = _mm256_set1_ps(py);
         const __m256 x01 = _mm256_set_m128(_mm_loadu_ps(ux + b + stride), _mm_loadu_ps(ux + b));
         const __m256 y01 = _mm256_set_m128(_mm_loadu_ps(uy + b + stride), _mm_loadu_ps(uy + b));
         __m256 a = _mm256_add_ps(_mm256_mul_ps(x01, dx), _mm256_mul_ps(y01, dy));
@@ -216,26 +234,25 @@ void xc_GeoLevelScorer::scoreSquare_(const std::vector<xc_GeoPoint>& pts, const 
     for (int j = 0; j < n; ++j) acc[j] = acc5[j] = _mm_setzero_ps();
     const __m128 zero = _mm_setzero_ps();
     const __m128 absMask = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
-    const long w = m_w, stride = m_stride;
+    const long stride = m_stride;
     const float* ux = m_rx;
     const float* uy = m_ry;
+    const xc_TrackMap map{ux, uy, stride, m_w, m_h, ox, oy, cs, ss, cf, sf};
 #if defined(XC_GEO_TRACK_AVX2)
     if (hasAvx2()) {
         if constexpr (R == 2)
-            score5x5Avx2<Polarity>(ux, uy, stride, w, m_h, ox, oy, cs, ss, cf, sf, pts, out);
+            score5x5Avx2<Polarity>(map, pts, out);
         else
-            score3x3Avx2<Polarity>(ux, uy, stride, w, m_h, ox, oy, cs, ss, cf, sf, pts, out);
+            score3x3Avx2<Polarity>(map, pts, out);
         return;
     }
 #endif
     for (const xc_GeoPoint& p : pts) {
-        const float qx = ox + cs * p.x - ss * p.y;
-        const float qy = oy + ss * p.x + cs * p.y;
-        const long ix = static_cast<long>(std::floor(qx)), iy = static_cast<long>(std::floor(qy));
-        if (ix < R || iy < R || ix + R >= w || iy + R >= m_h) continue;
-        const __m128 dx = _mm_set1_ps(cf * p.ux - sf * p.uy);
-        const __m128 dy = _mm_set1_ps(sf * p.ux + cf * p.uy);
-        const long b = (iy - R) * stride + ix - R;
+        long b;
+        float px, py;
+        if (!map.tap<R>(p, b, px, py)) continue;
+        const __m128 dx = _mm_set1_ps(px);
+        const __m128 dy = _mm_set1_ps(py);
         for (int j = 0; j < n; ++j) {
             const long o = b + j * stride;
             __m128 a = _mm_add_ps(_mm_mul_ps(_mm_loadu_ps(ux + o), dx),
